@@ -1,0 +1,43 @@
+#pragma once
+
+#include <atomic>
+#include <cstdio>
+
+#include "base/plat/NonCopyable.h"
+#include "base/plat/unix/RecursiveMutex.h"
+
+namespace plat {
+
+// Where log messages go. Destinations with a name are listed, newest first, and
+// found by name in a log specification.
+class LogDest : public NonCopyable {
+ public:
+  explicit LogDest(const char* name);  // static text, null: unnamed
+  // Detaches itself from every source.
+  virtual ~LogDest();
+  // From any thread, one at a time for what sources write. May log in turn, but
+  // must not change the log specification.
+  virtual void write(int level, const char* source, const char* text) = 0;
+  // False: sources pass it over.
+  virtual bool isActive() const;
+
+  const char* getName() const { return name; }
+  int getLevel() const { return level; }
+
+  // Without regard to case; null when there is none.
+  static LogDest* findDest(const char* name);
+  // A line "  %s\n" per named destination.
+  static void listDests(FILE* stream);
+
+ protected:
+  const char* name;
+  LogDest* next;
+  std::atomic<int> level;  // what this destination takes at most
+
+  friend class LogSrc;
+  // Guards both process-wide lists and what is attached to the sources. Taken
+  // before any mutex of a destination's own. Never destroyed.
+  static RecursiveMutex& listMutex();
+};
+
+}  // namespace plat

@@ -1,0 +1,261 @@
+#include "base/plat/LogSrc.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <mutex>
+#include <vector>
+
+#include "base/plat/Assertion.h"
+#include "base/plat/ConfigParameter.h"
+#include "base/plat/DString.h"
+#include "base/plat/LogDest.h"
+#include "base/plat/LogDestMem.h"
+#include "base/plat/NumUtil.h"
+#include "base/plat/SString.h"
+#include "base/plat/Splitter.h"
+#include "base/plat/String.h"
+#include "base/plat/Wildcard.h"
+#include "base/plat/utf8.h"
+
+namespace plat {
+
+namespace {
+
+// Levels of a source that is destroyed. Kept there, and not in a plain field,
+// because only an atomic store is sure to outlast the object.
+constexpr int destroyedLevel = INT_MIN;
+
+// Constant-initialised and without destructors, for the sources of other units
+// that come before this one and stay longer. Guarded by LogDest::listMutex().
+LogSrc* newestSource;
+char* overrideSpec;
+std::atomic<bool> configured;
+const StringParameter* liveLogParameter;
+
+StringParameter logParameter("Log", "Record events in the format <log>:<target>:<level>[,...].",
+                             "plat_param_log", "");
+
+struct LogParameterChanged : ParameterChangedCallback {
+  LogParameterChanged() {
+    logParameter.addCallback(this);
+    liveLogParameter = &logParameter;
+  }
+  ~LogParameterChanged() override {
+    liveLogParameter = nullptr;
+    logParameter.removeCallback(this);
+  }
+  void parameterChanged(ConfigParameter*, int) override { LogSrc::applyLogSpec(); }
+} logParameterChanged;
+
+struct SpecElement {
+  String pattern;
+  LogDest* dest = nullptr;
+  int level = -1;
+};
+
+bool parseElement(const char* text, SpecElement* element) {
+  if (!*text) return false;
+  String copy(text);
+  Splitter splitter(copy.data());
+  element->pattern.set(splitter.next(':'));
+  const char* destName = splitter.next(':');
+  const char* cursor = splitter.rest();
+  if (!strToInt(&element->level, &cursor, 10) || *cursor || element->level < 0) {
+    fprintf(stderr, "Failed to parse log param element: '%s'\n", text);
+    return false;
+  }
+  if (!destName || !*destName) return false;
+  element->dest = LogDest::findDest(destName);
+  if (!element->dest) fprintf(stderr, "No LogDest found: '%s'\n", destName);
+  return element->dest != nullptr;
+}
+
+std::vector<SpecElement> parseSpec() {
+  String spec(overrideSpec);
+  if (!overrideSpec && liveLogParameter) spec = liveLogParameter->getValue();
+  std::vector<SpecElement> elements;
+  Splitter splitter(spec.data());
+  while (const char* text = splitter.next(',')) {
+    SpecElement element;
+    if (parseElement(text, &element)) elements.push_back(std::move(element));
+  }
+  return elements;
+}
+
+void replayStored(const std::vector<SpecElement>& elements) {
+  int replayedLevel = -1;
+  for (const SpecElement& element : elements) {
+    if (element.pattern != "*" || !element.dest->isActive()) continue;
+    LogDestMem::instance().replayTo(element.dest, element.level);
+    replayedLevel = std::max(replayedLevel, element.level);
+  }
+  LogDestMem::instance().discardUpTo(replayedLevel);
+}
+
+bool isPlain(const char* text) {
+  return std::all_of(text, text + strlen(text), [](char c) { return c >= 0x20 && c <= 0x7d; });
+}
+
+}  // namespace
+
+LogSrc::LogSrc(const char* sourceName) : name(sourceName), level(INT_MAX), constructed(false) {
+  std::lock_guard<RecursiveMutex> lock(LogDest::listMutex());
+  next = newestSource;
+  newestSource = this;
+  constructed = true;
+}
+
+LogSrc::~LogSrc() {
+  std::lock_guard<RecursiveMutex> lock(LogDest::listMutex());
+  LogSrc** at = &newestSource;
+  while (*at != this) at = &(*at)->next;
+  *at = next;
+  level = destroyedLevel;
+}
+
+void LogSrc::updateLevel() {
+  std::lock_guard<RecursiveMutex> lock(LogDest::listMutex());
+  int newLevel = -1;
+  for (const auto& [dest, limit] : dests) {
+    newLevel = std::max(newLevel, std::min(dest->getLevel(), limit));
+  }
+  level = newLevel;
+}
+
+void LogSrc::write(int messageLevel, const char* text) {
+  std::lock_guard<RecursiveMutex> lock(LogDest::listMutex());
+  if (level == destroyedLevel) return;
+  PLAT_ASSERT(constructed);
+  int savedErrno = errno;
+  if (dests.empty() && configured) return;
+  String escaped;
+  if (!text) text = "";
+  if (!isPlain(text)) {
+    escaped = escapeUtf8(text, '~');
+    text = escaped.orEmpty();
+  }
+  bool taken = false;
+  for (const auto& [dest, limit] : dests) {
+    if (!dest->isActive() || limit < messageLevel) continue;
+    dest->write(messageLevel, name, text);
+    taken = true;
+  }
+  if (!taken) LogDestMem::instance().write(messageLevel, name, text);
+  errno = savedErrno;
+}
+
+void LogSrc::writeLines(int messageLevel, const char* text) {
+  String copy(text);
+  Splitter splitter(copy.data());
+  while (const char* line = splitter.next('\n')) {
+    if (*line) write(messageLevel, line);
+  }
+}
+
+void LogSrc::logV(int messageLevel, const char* format, va_list args) {
+  if (configured && messageLevel > level) return;
+  char text[4096];
+  text[0] = '\0';
+  sstrAppendFormat(text, sizeof(text), format, args);
+  write(messageLevel, text);
+}
+
+void LogSrc::error(const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  logV(logError, format, args);
+  va_end(args);
+}
+
+void LogSrc::info(const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  logV(logInfo, format, args);
+  va_end(args);
+}
+
+void LogSrc::debug(const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  logV(logDebug, format, args);
+  va_end(args);
+}
+
+void LogSrc::debug2(const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  logV(logDebug2, format, args);
+  va_end(args);
+}
+
+void LogSrc::log(int messageLevel, const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  logV(messageLevel, format, args);
+  va_end(args);
+}
+
+void LogSrc::initLogging() {
+  std::lock_guard<RecursiveMutex> lock(LogDest::listMutex());
+  if (configured.exchange(true)) return;
+  replayStored(parseSpec());
+  LogDestMem::instance().clear();
+}
+
+void LogSrc::setLogSpec(const char* spec) {
+  std::lock_guard<RecursiveMutex> lock(LogDest::listMutex());
+  String newSpec(spec);
+  free(overrideSpec);
+  overrideSpec = newSpec.release();
+  applyLogSpec();
+}
+
+void LogSrc::applyLogSpec() {
+  std::lock_guard<RecursiveMutex> lock(LogDest::listMutex());
+  for (LogSrc* source = newestSource; source; source = source->next) source->dests.clear();
+  const std::vector<SpecElement> elements = parseSpec();
+  for (const SpecElement& element : elements) {
+    for (LogSrc* source = newestSource; source; source = source->next) {
+      if (wildcardMatch(element.pattern.get(), source->name, /*caseSensitive=*/false)) {
+        source->dests[element.dest] = element.level;
+      }
+    }
+  }
+  // Only now: other threads filter by the level without the mutex, and a level in
+  // between would lose messages that the old and the new specification take.
+  updateAllLevels();
+  replayStored(elements);
+  updateAllLevels();
+}
+
+void LogSrc::updateAllLevels() {
+  std::lock_guard<RecursiveMutex> lock(LogDest::listMutex());
+  for (LogSrc* source = newestSource; source; source = source->next) source->updateLevel();
+}
+
+void LogSrc::detach(LogDest* dest) {
+  for (LogSrc* source = newestSource; source; source = source->next) {
+    if (source->dests.erase(dest)) source->updateLevel();
+  }
+}
+
+void LogSrc::listLogNames(int width, FILE* stream) {
+  std::lock_guard<RecursiveMutex> lock(LogDest::listMutex());
+  DString text("  ");
+  int column = 2;
+  for (LogSrc* source = newestSource; source; source = source->next) {
+    int length = strLen(source->name);
+    if (source != newestSource) {
+      bool fits = column + 2 + length <= width - 2;
+      text.append(fits ? ", " : ",\n  ");
+      column = fits ? column + 2 : 2;
+    }
+    text.append(source->name);
+    column += length;
+  }
+  fprintf(stream, "%s\n", text.get());
+}
+
+}  // namespace plat

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdarg>
+#include <cstddef>
+
+#include "base/plat/Exception.h"
+
+namespace plat {
+
+// Bounded appends to the text of a fixed array of `capacity` bytes: always
+// NUL-terminated, cut at a character boundary when it does not fit, silently.
+// Precondition: capacity >= 1 and the array holds a NUL-terminated text.
+
+void sstrAppend(char* array, int capacity, const char* text, int length = -1);
+void sstrAppendFormat(char* array, int capacity, const char* format, va_list args);
+void sstrAppendFormat(char* array, int capacity, const char* format, ...) PLAT_PRINTF(3, 4);
+// A null constant as the only argument would be taken for the va_list.
+void sstrAppendFormat(char* array, int capacity, const char* format, std::nullptr_t) = delete;
+// Throws plat::Exception "Unicode out of range".
+void sstrAppendRepeat(char* array, int capacity, unsigned codePoint, int count);
+// The text fills the buffer of `size` bytes: drops an incomplete character at
+// its end.
+void sstrTrimPartialUtf8(char* buffer, int size);
+
+template <int N>
+void sstrAppend(char (&array)[N], const char* text, int length = -1) {
+  sstrAppend(array, N, text, length);
+}
+
+}  // namespace plat

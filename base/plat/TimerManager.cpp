@@ -1,0 +1,221 @@
+#include "base/plat/TimerManager.h"
+
+#include <algorithm>
+#include <bit>
+#include <climits>
+
+#include "base/plat/Assertion.h"
+#include "base/plat/LogSrc.h"
+
+namespace plat {
+
+static LogSrc log("TimerManager");
+
+// How late the first timer may be before that counts as a jump of the clock.
+static constexpr Ticks jumpTicks = 240 * ticksPerSecond;
+
+thread_local TimerManager* TimerManager::thrInst = nullptr;
+
+static Ticks addTicks(Ticks time, Ticks span) {
+  Ticks sum;
+  if (__builtin_add_overflow(time, span, &sum)) return span < 0 ? INT64_MIN : INT64_MAX;
+  return sum;
+}
+
+static Ticks durationTicks(int durationMs) {
+  return durationMs * ticksPerMs;
+}
+
+static int msUntil(Ticks expiry, Ticks now) {
+  if (expiry <= now) return 0;
+  uint64_t ticks = static_cast<uint64_t>(expiry) - static_cast<uint64_t>(now);
+  uint64_t ms = ticks / ticksPerMs + (ticks % ticksPerMs != 0);
+  return static_cast<int>(std::min<uint64_t>(ms, INT_MAX));
+}
+
+TimerManager::Listener::~Listener() = default;
+
+TimerManager::TimerManager(bool nested) : previous(thrInst) {
+  PLAT_ASSERT(nested || !thrInst);
+  thrInst = this;
+}
+
+TimerManager::~TimerManager() {
+  listener = nullptr;
+  while (head) stop(head);
+  while (expired.size() > 0) expired.pop()->manager = nullptr;
+  PLAT_ASSERT(thrInst == this);
+  thrInst = previous;
+}
+
+TimerManager& TimerManager::current() {
+  PLAT_ASSERT(thrInst);
+  return *thrInst;
+}
+
+int TimerManager::getTimeout() {
+  return timeoutAt(readClock());
+}
+
+int TimerManager::timeoutAt(Ticks now) const {
+  if (expired.size() > 0) return 0;
+  return head ? msUntil(head->expiry, now) : -1;
+}
+
+int TimerManager::processTimers() {
+  Ticks now = readClock();
+  int timeout = timeoutAt(now);
+  if (timeout != 0) return timeout;
+  while (head && head->expiry <= now) {
+    Timer* timer = head;
+    expired.push(timer);
+    unlink(timer);
+  }
+  while (expired.size() > 0) runCallback(expired.pop());
+  tellListener();
+  return 0;
+}
+
+namespace {
+
+// Learns of the timer's destruction during its callback, also when callbacks of
+// the same timer are nested.
+class DestructionWatch : private NonCopyable {
+ public:
+  explicit DestructionWatch(bool*& timerSlot) : slot(timerSlot), outer(timerSlot) {
+    slot = &destroyed;
+  }
+  ~DestructionWatch() {
+    if (!destroyed) {
+      slot = outer;
+    } else if (outer) {
+      *outer = true;
+    }
+  }
+  bool destroyed = false;
+
+ private:
+  bool*& slot;
+  bool* outer;
+};
+
+}  // namespace
+
+void TimerManager::runCallback(Timer* timer) {
+  Ticks expiry = timer->expiry;
+  unsigned jumpsBefore = jumps;
+  timer->manager = nullptr;
+  DestructionWatch watch(timer->destroyed);
+  bool again = timer->callback->timerExpired(timer);
+  if (watch.destroyed || !again || timer->manager) return;
+
+  Ticks now = readClock();
+  expiry = addTicks(expiry, durationTicks(timer->duration));
+  // After a jump, noticed here or during the callback, the old expiry says nothing.
+  if (expiry < now || jumps != jumpsBefore) {
+    expiry = addTicks(now, durationTicks(timer->duration));
+  }
+  insert(timer, expiry);
+}
+
+Ticks TimerManager::readClock() {
+  Ticks limit = head ? addTicks(head->expiry, jumpTicks) : noLimit;
+  MonotonicReading reading = monotonicRead(limit);
+  if (reading.jumped) {
+    // Restarted first: a log destination may use timers itself.
+    restartAll(reading.ticks);
+    log.info(reading.ticks < limit ? "Time has jumped forwards - restarting timers"
+                                   : "Time has moved backwards - restarting timers");
+    if (listener) listener->timeoutChanged(timeoutAt(reading.ticks));
+  }
+  return reading.ticks;
+}
+
+void TimerManager::restartAll(Ticks now) {
+  jumps++;
+  Timer* timer = head;
+  head = tail = nullptr;
+  while (timer) {
+    Timer* following = timer->next;
+    insert(timer, addTicks(now, durationTicks(timer->duration)));
+    timer = following;
+  }
+  for (unsigned i = 0; i < expired.size(); i++) expired.at(i)->expiry = now;
+}
+
+void TimerManager::tellListener() {
+  if (listener) listener->timeoutChanged(getTimeout());
+}
+
+void TimerManager::start(Timer* timer, int durationMs) {
+  Ticks now = readClock();
+  timer->duration = durationMs;
+  insert(timer, addTicks(now, durationTicks(durationMs)));
+  if (head == timer && listener) listener->timeoutChanged(timeoutAt(now));
+}
+
+void TimerManager::stop(Timer* timer) {
+  timer->manager = nullptr;
+  bool first = head == timer;
+  if (!first && !timer->prev) {
+    expired.remove(timer);
+    return;
+  }
+  unlink(timer);
+  if (first) tellListener();
+}
+
+int TimerManager::getRemaining(const Timer& timer) {
+  // The reading may move the expiry.
+  Ticks now = readClock();
+  return msUntil(timer.expiry, now);
+}
+
+// Behind every timer that is due no later: equal expiries keep their order.
+void TimerManager::insert(Timer* timer, Ticks expiry) {
+  timer->manager = this;
+  timer->expiry = expiry;
+  Timer* before = tail;
+  while (before && before->expiry > expiry) before = before->prev;
+  timer->prev = before;
+  timer->next = before ? before->next : head;
+  (timer->prev ? timer->prev->next : head) = timer;
+  (timer->next ? timer->next->prev : tail) = timer;
+}
+
+void TimerManager::unlink(Timer* timer) {
+  (timer->prev ? timer->prev->next : head) = timer->next;
+  (timer->next ? timer->next->prev : tail) = timer->prev;
+  timer->next = timer->prev = nullptr;
+}
+
+void TimerManager::Queue::push(Timer* timer) {
+  if (size() == capacity) grow();
+  items[writeIndex++ & mask] = timer;
+}
+
+Timer* TimerManager::Queue::pop() {
+  return items[readIndex++ & mask];
+}
+
+void TimerManager::Queue::remove(Timer* timer) {
+  unsigned i = 0;
+  while (at(i) != timer) i++;
+  for (; i + 1 < size(); i++) at(i) = at(i + 1);
+  writeIndex--;
+}
+
+void TimerManager::Queue::grow() {
+  unsigned count = size();
+  unsigned newCapacity = std::max(8u, std::bit_floor(count + 1) * 2);
+  PLAT_ASSERT(0 < newCapacity && newCapacity <= 0x3fffffffu);
+  auto bigger = std::make_unique<Timer*[]>(newCapacity);
+  for (unsigned i = 0; i < count; i++) bigger[i] = at(i);
+  items = std::move(bigger);
+  capacity = newCapacity;
+  mask = newCapacity - 1;
+  readIndex = 0;
+  writeIndex = count;
+}
+
+}  // namespace plat

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <unistd.h>
+
+#include "base/plat/NonCopyable.h"
+
+namespace plat {
+
+// Closes its descriptor; below 0 it has none.
+class OwnedFd : private plat::NonCopyable {
+ public:
+  explicit OwnedFd(int descriptor) : fd(descriptor) {}
+  ~OwnedFd() {
+    if (fd >= 0) close(fd);
+  }
+
+  int get() const { return fd; }
+  int release() {
+    int released = fd;
+    fd = -1;
+    return released;
+  }
+
+ private:
+  int fd;
+};
+
+}  // namespace plat
