@@ -1,0 +1,118 @@
+#include "base/rdr/BufferedOutStream.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstdlib>
+
+#include "base/plat/ConfigParameter.h"
+#include "base/plat/String.h"
+#include "base/plat/hexDump.h"
+#include "base/rdr/Exceptions.h"
+
+namespace rdr {
+
+static plat::IntParameter maxOutBufferSize(
+    "MaxOutBufferSize",
+    "The maximum number of bytes to buffer internally when writing to slow connections.  Larger "
+    "values improve concurrency, smaller values reduce memory usage.  Changes to this setting "
+    "affect new connections only.",
+    134217728, true, nullptr, 16384, INT_MAX);
+
+BufferedOutStream::BufferedOutStream(int size, int maxSize)
+    : bufSize(size < 0 ? defaultBufSize : size),
+      maxBufSize(std::max(maxSize < 0 ? maxOutBufferSize.getValue() : maxSize, bufSize)),
+      bufStart(static_cast<uint8_t*>(plat::heapAlloc(static_cast<size_t>(bufSize)))),
+      sent(bufStart) {
+  ptr = bufStart;
+  updateEnd();
+}
+
+BufferedOutStream::~BufferedOutStream() {
+  free(bufStart);
+}
+
+int BufferedOutStream::length() const {
+  return static_cast<int>(static_cast<unsigned>(ptr - bufStart) + static_cast<unsigned>(offset));
+}
+
+void BufferedOutStream::flush() {
+  flushBuffer(blocking);
+}
+
+// The free room, the delivered bytes at the front and what the buffer may grow.
+int BufferedOutStream::freeSpace() const {
+  return maxBufSize - pendingSize();
+}
+
+int BufferedOutStream::overrun(int itemSize, int nItems) {
+  if (bufSize == 0) throw OutStreamFull();
+  if (maxBufSize < itemSize) {
+    throw plat::Exception("BufferedOutStream overrun: buffer size exceeded");
+  }
+  flushBuffer(false);
+  while (bufSize - pendingSize() < itemSize) {
+    if (maxBufSize > bufSize) {
+      grow();
+    } else if (!writeSome(true)) {
+      throw plat::Exception("BufferedOutStream overrun: unable to write");
+    }
+  }
+  if (const ptrdiff_t delivered = sent - bufStart; delivered > 0) {
+    memmove(bufStart, sent, static_cast<size_t>(ptr - sent));
+    advanceOffset(delivered);
+    ptr -= delivered;
+    sent = bufStart;
+  }
+  updateEnd();
+  return std::min(nItems, nFree() / itemSize);
+}
+
+bool BufferedOutStream::writeSome(bool wait) {
+  int count = writeData(sent, pendingSize(), wait);
+  if (count == 0) return false;
+  if (trace) plat::hexDump(sent, count, " --> ");
+  sent += count;
+  return true;
+}
+
+bool BufferedOutStream::flushAll(bool wait) {
+  while (sent < ptr) {
+    if (!writeSome(wait)) return false;
+  }
+  return true;
+}
+
+bool BufferedOutStream::flushBuffer(bool wait) {
+  if (!flushAll(wait)) return false;
+  emptyBuffer();
+  return true;
+}
+
+void BufferedOutStream::emptyBuffer() {
+  advanceOffset(ptr - bufStart);
+  ptr = sent = bufStart;
+  updateEnd();
+}
+
+void BufferedOutStream::advanceOffset(int64_t bytes) {
+  offset = static_cast<int>(static_cast<unsigned>(offset) + static_cast<unsigned>(bytes));
+}
+
+void BufferedOutStream::grow() {
+  const int newSize = static_cast<int>(
+      std::min(static_cast<int64_t>(bufSize) * 2, static_cast<int64_t>(maxBufSize)));
+  uint8_t* newStart = static_cast<uint8_t*>(plat::heapAlloc(static_cast<size_t>(newSize)));
+  const int pending = pendingSize();
+  memcpy(newStart, sent, static_cast<size_t>(pending));
+  advanceOffset(sent - bufStart);
+  free(bufStart);
+  bufStart = sent = newStart;
+  bufSize = newSize;
+  ptr = bufStart + pending;
+}
+
+void BufferedOutStream::updateEnd() {
+  end = bufStart + std::min(ptr - bufStart + maxWindow, static_cast<ptrdiff_t>(bufSize));
+}
+
+}  // namespace rdr
