@@ -1,0 +1,43 @@
+#include "base/os/LocalPrivateDir.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "base/os/AppInfo.h"
+#include "base/plat/DString.h"
+#include "base/plat/Exception.h"
+#include "base/plat/SString.h"
+#include "base/plat/file.h"
+
+namespace os {
+
+namespace {
+
+// Everyone may put a link of this name into the base directory, which would choose
+// what is made private: a link is no directory here.
+bool isDirectory(const char* path) {
+  struct stat info;
+  return lstat(path, &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+}  // namespace
+
+const char* LocalPrivateDir::baseDir() {
+  return "/tmp";
+}
+
+plat::String LocalPrivateDir::get(const char* user) {
+  char uidText[16] = "";
+  plat::sstrAppendFormat(uidText, sizeof uidText, "%u", geteuid());
+  plat::DString path;
+  path.appendFormat("%s/.%s-%s", baseDir(), AppInfo::getPathComp(true), user ? user : uidText);
+  if (!user && !plat::mkDir(path.get(), /*isPrivate=*/true)) {
+    if (!isDirectory(path.get())) throw plat::SystemExceptionFmt("mkDir(%s)", EEXIST, path.get());
+    plat::fileMakePrivate(path.get(), geteuid());
+  }
+  return path.release();
+}
+
+}  // namespace os
