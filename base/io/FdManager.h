@@ -1,0 +1,86 @@
+#pragma once
+
+#include <vector>
+
+#include "base/plat/NonCopyable.h"
+#include "base/plat/Timer.h"
+#include "base/plat/TimerManager.h"
+
+namespace io {
+
+class FdHandler;
+
+// Handlers sorted by address, without duplicates.
+class FdHandlerSet {
+ public:
+  bool insert(FdHandler* handler);  // false: already present
+  bool erase(FdHandler* handler);
+  FdHandler* takeLast();  // precondition: !isEmpty()
+  void takeAll(FdHandlerSet& other);
+  bool isEmpty() const { return handlers.empty(); }
+
+ private:
+  std::vector<FdHandler*> handlers;
+};
+
+// The event side of one thread: registered handlers, their queued events and the
+// thread's timers. Construction makes it the thread's current manager, destruction
+// brings the previous one back; managers of a thread nest.
+//
+// Does not wait for descriptors. A waiting loop derives from it: it learns in
+// interestChanged() what to watch, waits for at most getTimers().getTimeout(),
+// queues the handlers that became ready and calls processEvents().
+class FdManager : private plat::Timer::Callback, private plat::NonCopyable {
+ public:
+  FdManager();
+  ~FdManager() override;
+  static FdManager* current();  // null: the thread has none
+
+  // Handlers are borrowed until removed.
+  void addHandler(FdHandler* handler);
+  // Also withdraws its interest and drops its queued events.
+  void removeHandler(FdHandler* handler);
+  // What the handler waits for from now on. Drops queued events of the kinds that
+  // are not wanted any more. readAlt1 and readAlt2 keep the readable events too;
+  // `other` is the third kind. Returns what interestChanged() answers.
+  bool setInterest(FdHandler* handler, bool read, bool write, bool readAlt1, bool readAlt2,
+                   bool other);
+
+  void queueReadable(FdHandler* handler);
+  void queueWritable(FdHandler* handler);
+  void queueOther(FdHandler* handler);
+  // Withdraws a queued writable event; `dispatching`: also one of the running pass.
+  void dropWritable(FdHandler* handler, bool dispatching);
+  // Has the queues processed on the next pass of the timers, without waiting.
+  void dispatchSoon();
+  // Runs the timers, then the queued events: the third kind, readable, writable.
+  // An event that is queued again while its kind is dispatched waits for the next
+  // call.
+  void processEvents();
+
+  plat::TimerManager& getTimers() { return timers; }
+
+ private:
+  bool timerExpired(plat::Timer* timer) override;
+
+ protected:
+  // Hook for the waiting loop. False: it cannot watch for all of that.
+  virtual bool interestChanged(FdHandler* handler, bool read, bool write, bool readAlt1,
+                               bool readAlt2, bool other);
+  // Hook, called when processEvents() is done.
+  virtual void eventsProcessed() {}
+
+ private:
+  void queue(FdHandlerSet& events, FdHandler* handler);
+  void dispatch(FdHandlerSet& events, FdHandlerSet& dispatching, void (FdHandler::*event)());
+
+  FdHandlerSet handlers;
+  std::vector<FdHandler*> registrationOrder;
+  FdHandlerSet readableQueue, writableQueue, otherQueue;
+  FdHandlerSet dispatchingReadable, dispatchingWritable, dispatchingOther;
+  plat::TimerManager timers;
+  plat::Timer dispatchTimer;
+  FdManager* previous;
+};
+
+}  // namespace io
