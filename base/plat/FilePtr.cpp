@@ -47,21 +47,21 @@ void FilePtr::open(const char* name, FileMode mode, int flags) {
   int openFlags = O_RDONLY;
   const char* stdioMode = "r";
   if (mode == FileMode::write) {
-    bool append = flags & fileAppend;
+    bool append = flags & openAppend;
     openFlags = O_WRONLY | O_CREAT | (append ? O_APPEND : O_TRUNC);
     stdioMode = append ? "a" : "w";
   } else if (mode == FileMode::readWrite) {
-    bool truncate = flags & fileTruncate;
+    bool truncate = flags & openTruncate;
     openFlags = O_RDWR;
     if (truncate) {
       openFlags |= O_CREAT | O_TRUNC;
-    } else if (flags & fileCreate) {
+    } else if (flags & openCreate) {
       openFlags |= O_CREAT;
     }
     stdioMode = truncate ? "w+" : "r+";
   }
 
-  int fd = ::open(name, openFlags | O_CLOEXEC, flags & filePrivate ? 0600 : 0664);
+  int fd = ::open(name, openFlags | O_CLOEXEC, flags & openPrivate ? 0600 : 0664);
   if (fd >= 0) {
     file = fdopen(fd, stdioMode);
     own = true;
@@ -69,7 +69,7 @@ void FilePtr::open(const char* name, FileMode mode, int flags) {
   if (!file) {
     int err = errno;
     if (fd >= 0) ::close(fd);
-    if (!(flags & fileMayFail)) throw SystemExceptionFmt("Error opening \"%s\"", err, name);
+    if (!(flags & openMayFail)) throw SystemExceptionFmt("Error opening \"%s\"", err, name);
   }
 }
 

@@ -11,11 +11,11 @@ enum class FileMode { read, write, readWrite };
 
 // Bits of FilePtr::open and of the file streams.
 enum FileFlags {
-  fileAppend = 1,    // write: at the end of what is there, instead of in its place
-  fileCreate = 2,    // readWrite: a missing file is made
-  fileTruncate = 4,  // readWrite: an empty file in any case
-  filePrivate = 16,  // a new file gets 0600 instead of 0664, before the umask
-  fileMayFail = 32,  // a failed open leaves the handle empty instead of throwing
+  openAppend = 1,    // write: at the end of what is there, instead of in its place
+  openCreate = 2,    // readWrite: a missing file is made
+  openTruncate = 4,  // readWrite: an empty file in any case
+  openPrivate = 16,  // a new file gets 0600 instead of 0664, before the umask
+  openMayFail = 32,  // a failed open leaves the handle empty instead of throwing
 };
 
 // Owns a stdio file; the standard streams are not closed.

@@ -59,16 +59,16 @@ TEST_F(FilePtrTest, openFollowsModeAndFlags) {
     mode_t newMode;     // 0: a missing file is not made
   } cases[] = {
       {FileMode::write, 0, "N", 0664},
-      {FileMode::write, filePrivate, "N", 0600},
-      {FileMode::write, fileAppend, "oldN", 0664},
-      {FileMode::readWrite, fileTruncate | filePrivate, "N", 0600},
-      {FileMode::readWrite, fileCreate, "Nld", 0664},
+      {FileMode::write, openPrivate, "N", 0600},
+      {FileMode::write, openAppend, "oldN", 0664},
+      {FileMode::readWrite, openTruncate | openPrivate, "N", 0600},
+      {FileMode::readWrite, openCreate, "Nld", 0664},
       {FileMode::readWrite, 0, "Nld", 0},
   };
   for (auto& c : cases) {
     SCOPED_TRACE(testing::Message() << static_cast<int>(c.mode) << " " << c.flags);
     unlink(path.c_str());
-    file.open(path.c_str(), c.mode, c.flags | fileMayFail);
+    file.open(path.c_str(), c.mode, c.flags | openMayFail);
     struct stat info {};
     stat(path.c_str(), &info);
     EXPECT_EQ(c.newMode, info.st_mode & 07777);
@@ -87,7 +87,7 @@ TEST_F(FilePtrTest, failedOpenNamesTheFileOrLeavesTheHandleEmpty) {
   expectFailure("Error opening \"" + path + "\"", ENOENT,
                 [&] { file.open(path.c_str(), FileMode::read); });
   file.open("/dev/null", FileMode::read);
-  file.open(path.c_str(), FileMode::read, fileMayFail);
+  file.open(path.c_str(), FileMode::read, openMayFail);
   EXPECT_EQ(nullptr, file.get());
 }
 

@@ -62,17 +62,17 @@ TEST_F(FileStreams, whatIsWrittenIsReadBack) {
 
 TEST_F(FileStreams, flagsChooseAppendingModeAndFailure) {
   const mode_t former = umask(022);
-  rdr::FileOutStream(path.c_str(), plat::filePrivate).writeBytes("one,", 4);
+  rdr::FileOutStream(path.c_str(), plat::openPrivate).writeBytes("one,", 4);
   umask(former);
   struct stat info;
   ASSERT_EQ(stat(path.c_str(), &info), 0);
   EXPECT_EQ(info.st_mode & 0777, 0600u);
-  rdr::FileOutStream(path.c_str(), plat::fileAppend).writeBytes("two", 3);
+  rdr::FileOutStream(path.c_str(), plat::openAppend).writeBytes("two", 3);
   EXPECT_EQ(content(), "one,two");
   const std::string missing = path + "/missing";
   EXPECT_EQ(thrownBy([&] { rdr::FileInStream in(missing.c_str(), 0); }),
             "System-20: Error opening \"" + missing + "\": Not a directory (20)");
-  rdr::FileOutStream none(missing.c_str(), plat::fileMayFail);
+  rdr::FileOutStream none(missing.c_str(), plat::openMayFail);
   EXPECT_EQ(none.getFile(), nullptr);
 }
 

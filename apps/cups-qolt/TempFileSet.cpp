@@ -1,0 +1,65 @@
+#include "apps/cups-qolt/TempFileSet.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+
+namespace {
+
+TempFileSet* unlinkedOnSigterm = nullptr;
+
+}  // namespace
+
+SigtermHold::SigtermHold() {
+  sigset_t held;
+  sigemptyset(&held);
+  sigaddset(&held, SIGTERM);
+  sigprocmask(SIG_BLOCK, &held, &before);
+}
+
+SigtermHold::~SigtermHold() {
+  sigprocmask(SIG_SETMASK, &before, nullptr);
+}
+
+TempFileSet::~TempFileSet() {
+  SigtermHold hold;
+  unlinkAll();
+  if (unlinkedOnSigterm == this) unlinkedOnSigterm = nullptr;
+}
+
+void TempFileSet::unlinkOnSigterm() {
+  SigtermHold hold;
+  unlinkedOnSigterm = this;
+  struct sigaction action = {};
+  action.sa_handler = terminated;
+  sigaction(SIGTERM, &action, nullptr);
+}
+
+// Ends the process itself: the streams repeat interrupted calls, so a flag would
+// not end a job that waits for its document.
+void TempFileSet::terminated(int) {
+  if (unlinkedOnSigterm) unlinkedOnSigterm->unlinkAll();
+  _exit(1);
+}
+
+void TempFileSet::insert(const char* path) {
+  SigtermHold hold;
+  auto place = std::lower_bound(paths.begin(), paths.end(), path, plat::LessString());
+  if (place == paths.end() || !(*place == path)) paths.insert(place, plat::String(path));
+}
+
+void TempFileSet::insert(const std::vector<plat::String>& list) {
+  for (const plat::String& path : list) insert(path.get());
+}
+
+void TempFileSet::erase(const char* path) {
+  SigtermHold hold;
+  auto place = std::lower_bound(paths.begin(), paths.end(), path, plat::LessString());
+  if (place != paths.end() && *place == path) paths.erase(place);
+}
+
+void TempFileSet::unlinkAll() const {
+  for (const plat::String& path : paths) {
+    if (!path.isEmpty()) unlink(path.get());
+  }
+}

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <csignal>
+#include <vector>
+
+#include "base/plat/NonCopyable.h"
+#include "base/plat/String.h"
+
+// The paths of the files that a job leaves behind only when it succeeds: whatever is
+// still held at destruction is unlinked, in byte order. An entry that cannot be
+// unlinked is skipped.
+class TempFileSet : private plat::NonCopyable {
+ public:
+  TempFileSet() = default;
+  ~TempFileSet();
+
+  // From now on SIGTERM, with which CUPS cancels a job, unlinks the held files and
+  // ends the process with status 1, until this set is destroyed. One set at a time.
+  void unlinkOnSigterm();
+
+  void insert(const char* path);  // a copy; a path is held once
+  void insert(const std::vector<plat::String>& list);
+  void erase(const char* path);  // the file stays
+
+ private:
+  static void terminated(int signal);
+  void unlinkAll() const;  // async-signal-safe
+
+  std::vector<plat::String> paths;  // sorted; changes only while SIGTERM is held back
+};
+
+// Holds SIGTERM back; one that arrives meanwhile is delivered at destruction.
+class SigtermHold : private plat::NonCopyable {
+ public:
+  SigtermHold();
+  ~SigtermHold();
+
+ private:
+  sigset_t before;
+};

@@ -1,0 +1,39 @@
+#include "apps/cups-qolt/deviceUri.h"
+
+#include "base/plat/Exception.h"
+#include "base/plat/NumUtil.h"
+#include "base/plat/Splitter.h"
+
+namespace {
+
+constexpr char scheme[] = "qolt:/";
+
+void assign(plat::String* field, const char* token) {
+  if (field && !(*field == token)) field->set(token);
+}
+
+}  // namespace
+
+bool parseDeviceUri(const char* uri, plat::String* format, uint32_t* uid, plat::String* name) {
+  if (!uri || !plat::startsWith(uri, scheme)) return false;
+
+  plat::String copy(uri);
+  plat::Splitter splitter(copy.data());
+  splitter.next('/');
+  const char* formatToken = splitter.next('/');
+  const char* uidToken = splitter.next('@');
+  const char* nameToken = splitter.next('/');
+  if (!nameToken) return false;
+
+  if (uid) {
+    try {
+      *uid = *uidToken == '-' ? static_cast<uint32_t>(plat::parseInt(uidToken, 10))
+                              : plat::parseUInt(uidToken, 10);
+    } catch (const plat::Exception&) {
+      return false;
+    }
+  }
+  assign(format, formatToken);
+  assign(name, nameToken);
+  return true;
+}

@@ -1,0 +1,109 @@
+#include "apps/cups-qolt/jobFiles.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "base/os/unix/Passwd.h"
+#include "base/plat/DString.h"
+#include "base/plat/Exception.h"
+#include "base/plat/unix/OwnedFd.h"
+#include "base/rdr/Exceptions.h"
+#include "base/rdr/FdInStream.h"
+#include "base/rdr/FileOutStream.h"
+
+namespace {
+
+bool isLeftover(int fd, uid_t ownerUid) {
+  struct stat status;
+  return fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1 &&
+         (status.st_uid == 0 || status.st_uid == ownerUid);
+}
+
+// -1 and errno when there is neither a new file nor a leftover to write to.
+int openJobFile(const char* path, uid_t ownerUid) {
+  int created = open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0664);
+  if (created >= 0 || errno != EEXIST) return created;
+
+  // Without O_CREAT: with it the kernel's fs.protected_regular refuses even root a
+  // leftover of the account.
+  plat::OwnedFd fd(open(path, O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  if (fd.get() < 0) return -1;
+  if (!isLeftover(fd.get(), ownerUid)) {
+    errno = EEXIST;
+    return -1;
+  }
+  if (fchmod(fd.get(), 0600) < 0 || ftruncate(fd.get(), 0) < 0) return -1;
+  return fd.release();
+}
+
+}  // namespace
+
+plat::FilePtr createJobFile(TempFileSet& tempFiles, const char* path, uid_t ownerUid) {
+  // Held back so that a cancelled job cannot unlink an entry that is not its own.
+  SigtermHold hold;
+  tempFiles.insert(path);
+  plat::OwnedFd fd(openJobFile(path, ownerUid));
+  if (fd.get() < 0) {
+    int error = errno;
+    tempFiles.erase(path);
+    throw plat::SystemExceptionFmt("Error opening \"%s\"", error, path);
+  }
+  FILE* file = fdopen(fd.get(), "w");
+  if (!file) throw plat::SystemExceptionFmt("Error opening \"%s\"", errno, path);
+  fd.release();
+  return plat::FilePtr(file, true);
+}
+
+bool copyStream(rdr::InStream& in, rdr::OutStream& out) {
+  for (;;) {
+    out.flush();
+    int count = out.freeSpace();
+    if (count == 0) return false;
+    const auto* bytes = in.getItems(1, &count, false);
+    if (!bytes) return true;
+    out.writeBytes(bytes, count);
+    in.checkpoint();
+  }
+}
+
+void storeInput(int inputFd, TempFileSet& tempFiles, const char* path, const os::Passwd& account) {
+  rdr::FdInStream in(inputFd);
+  in.setCloseOnDestroy(inputFd != 0);
+  plat::FilePtr file = createJobFile(tempFiles, path, account.entry.pw_uid);
+  if (fchown(fileno(file.get()), account.entry.pw_uid, account.entry.pw_gid) < 0) {
+    throw plat::SystemExceptionFmt("fchown(%s)", errno, path);
+  }
+  rdr::FileOutStream out(file.release(), true);
+  try {
+    if (!copyStream(in, out)) throw rdr::OutStreamFull();
+  } catch (const rdr::EndOfStream&) {
+  } catch (const rdr::EndOfMsg&) {
+  }
+  // The destructor would hide what only the last write finds, such as a full disk.
+  out.close();
+}
+
+plat::String describeJob(const char* title, const char* queue, const char* format,
+                         const std::vector<plat::String>& documents) {
+  plat::DString text;
+  text.append("[Document]\n");
+  text.appendFormat("Name=%s\n", title);
+  text.append("[Device]\n");
+  text.appendFormat("DeviceName=%s\n", queue ? queue : "(null)");
+  text.appendFormat("[%s]\n", format);
+  text.appendFormat("Count=%lu\n", static_cast<unsigned long>(documents.size()));
+  for (size_t i = 0; i < documents.size(); i++) {
+    text.appendFormat("File%d=%s\n", static_cast<int>(i), documents[i].orEmpty());
+  }
+  return text.release();
+}
+
+void writeDescription(TempFileSet& tempFiles, const char* path, const char* text, uid_t ownerUid) {
+  rdr::FileOutStream out(createJobFile(tempFiles, path, ownerUid).release(), true);
+  out.writeBytes(text, plat::strLen(text));
+  fputs(text, stderr);
+  out.close();
+}

@@ -1,0 +1,102 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <vector>
+
+#include "apps/cups-qolt/TempFileSet.h"
+#include "apps/cups-qolt/deviceUri.h"
+#include "apps/cups-qolt/identity.h"
+#include "apps/cups-qolt/jobFiles.h"
+#include "apps/cups-qolt/notify.h"
+#include "base/os/AppInfo.h"
+#include "base/os/unix/Passwd.h"
+#include "base/os/unix/setuid.h"
+#include "base/plat/Assertion.h"
+#include "base/plat/DString.h"
+#include "base/plat/Exception.h"
+#include "base/plat/unix/OwnedFd.h"
+
+namespace {
+
+plat::String withSuffix(const plat::String& prefix, const char* suffix) {
+  plat::DString path(prefix.get());
+  path.append(suffix);
+  return path.release();
+}
+
+// fileName null: the document comes on standard input.
+void printJob(const char* jobId, const char* title, const char* fileName, TempFileSet& tempFiles) {
+  plat::OwnedFd inputFile(fileName ? open(fileName, O_RDONLY | O_CLOEXEC) : -1);
+  if (fileName && inputFile.get() < 0) {
+    throw plat::SystemExceptionFmt("open(\"%s\", O_RDONLY)", errno, fileName);
+  }
+  umask(077);
+  plat::String prefix = withSuffix(plat::String("/tmp/qolt-"), jobId);
+
+  const char* uri = getenv("DEVICE_URI");
+  plat::String format, name;
+  uint32_t uid;
+  if (!parseDeviceUri(uri, &format, &uid, &name)) {
+    throw plat::ExceptionFmt("invalid device-uri '%s'", uri ? uri : "(null)");
+  }
+  bool wantZRLE = format == "ZRLE";
+  PLAT_ASSERT_THROW(wantZRLE || format == "PS" || format == "PDF");
+  os::Passwd account(false, nullptr, uid);
+
+  plat::String inputPath = withSuffix(prefix, ".in");
+  const char* sourceFilename = nullptr;
+  if (fileName || !wantZRLE) {
+    storeInput(fileName ? inputFile.release() : STDIN_FILENO, tempFiles, inputPath.get(), account);
+    sourceFilename = inputPath.get();
+  }
+
+  os::dropPrivileges(account);
+  reportIdentity();
+
+  std::vector<plat::String> documents;
+  if (wantZRLE) {
+    throw plat::Exception("raster jobs are not supported yet");
+  } else {
+    PLAT_ASSERT(sourceFilename);
+    documents.emplace_back(sourceFilename);
+  }
+
+  tempFiles.insert(documents);
+  plat::String descriptionPath = withSuffix(prefix, ".ini");
+  plat::String description = describeJob(title, getenv("PRINTER"), format.get(), documents);
+  writeDescription(tempFiles, descriptionPath.get(), description.get(), account.entry.pw_uid);
+
+  notifyServer(uid, name.get(), descriptionPath.get(), documents, tempFiles);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  os::AppInfo::set("print", "Quenfor", "qolt", nullptr, nullptr);
+  // A broken pipe is an error of the write like any other, which cleans up.
+  signal(SIGPIPE, SIG_IGN);
+
+  if (argc == 1) {
+    puts("direct qolt:/ \"QOLT Printer\" \"QOLT Remote Printer\"");
+    return 0;
+  }
+  if (argc != 6 && argc != 7) {
+    fputs("Usage: qolt job user title num-copies options [filename]\n", stderr);
+    return 1;
+  }
+
+  TempFileSet tempFiles;
+  tempFiles.unlinkOnSigterm();
+  try {
+    printJob(argv[1], argv[3], argc == 7 ? argv[6] : nullptr, tempFiles);
+  } catch (const plat::Exception& e) {
+    fprintf(stderr, "qolt: %s\n", e.message);
+    return 1;
+  }
+  return 0;
+}

@@ -1,0 +1,92 @@
+#include "apps/qolt-receiver/OutputFolder.h"
+
+#include <fcntl.h>
+#include <sys/sendfile.h>
+
+#include <cerrno>
+#include <cstdio>
+
+#include "base/plat/Exception.h"
+#include "base/plat/file.h"
+#include "base/plat/path.h"
+#include "base/plat/utf8.h"
+
+namespace receiver {
+
+namespace {
+
+constexpr int maxTitleLength = 100;  // bytes
+constexpr int maxNames = 10000;
+
+plat::String absolute(const char* path) {
+  if (plat::isAbsolute(path)) return plat::absolutePath(path);
+  return plat::absolutePath(plat::join(plat::currentDir().get(), path).get());
+}
+
+}  // namespace
+
+std::string documentStem(const std::string& title, const char* extension, size_t index) {
+  std::string suffix = std::string(".") + extension;
+  std::string stem = title;
+  if (plat::endsWithNoCase(stem.c_str(), suffix.c_str())) {
+    stem.resize(stem.size() - suffix.size());
+  }
+  stem = plat::fixUtf8(stem.c_str(), nullptr, maxTitleLength).orEmpty();
+  for (char& c : stem) {
+    unsigned char byte = static_cast<unsigned char>(c);
+    if (byte < 0x20 || byte == 0x7f || c == '/') c = '_';
+  }
+  if (stem.empty()) stem = "document";
+  if (stem[0] == '.' || stem[0] == '-') stem[0] = '_';
+  return stem + "-" + std::to_string(index);
+}
+
+OutputFolder::OutputFolder(const char* folderPath)
+    : path(absolute(folderPath)), folder(plat::fileOpenFd(path.get(), O_RDONLY | O_DIRECTORY)) {}
+
+std::string OutputFolder::moveIn(const char* sourcePath, int sourceFd, const std::string& stem,
+                                 const char* extension) {
+  for (int i = 1; i <= maxNames; i++) {
+    std::string name = stem + (i == 1 ? "" : "_" + std::to_string(i)) + "." + extension;
+    if (tryMove(sourcePath, sourceFd, name.c_str())) {
+      return plat::join(path.get(), name.c_str()).get();
+    }
+  }
+  throw plat::ExceptionFmt("too many documents named %s", stem.c_str());
+}
+
+// False when the name is taken.
+bool OutputFolder::tryMove(const char* sourcePath, int sourceFd, const char* name) {
+  if (renameat2(AT_FDCWD, sourcePath, folder.get(), name, RENAME_NOREPLACE) == 0) return true;
+  if (errno == EEXIST) return false;
+  // Another file system, or one that cannot rename without replacing.
+  if (errno != EXDEV && errno != EINVAL) {
+    throw plat::SystemExceptionFmt("rename(%s)", errno, sourcePath);
+  }
+  if (!tryCopy(sourceFd, name)) return false;
+  plat::fileRemove(sourcePath);
+  return true;
+}
+
+bool OutputFolder::tryCopy(int sourceFd, const char* name) {
+  plat::OwnedFd copy(
+      openat(folder.get(), name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+  if (copy.get() < 0) {
+    if (errno == EEXIST) return false;
+    throw plat::SystemExceptionFmt("open(%s)", errno, name);
+  }
+  off_t offset = 0;
+  ssize_t n;
+  do {
+    n = sendfile(copy.get(), sourceFd, &offset, 1 << 20);
+  } while (n > 0);
+  int error = n < 0 ? errno : 0;
+  if (close(copy.release()) < 0 && !error) error = errno;
+  if (error) {
+    unlinkat(folder.get(), name, 0);
+    throw plat::SystemExceptionFmt("copy(%s)", error, name);
+  }
+  return true;
+}
+
+}  // namespace receiver

@@ -1,0 +1,39 @@
+#include "apps/qolt-receiver/jobFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "base/plat/Exception.h"
+#include "base/plat/String.h"
+#include "base/plat/unix/OwnedFd.h"
+
+namespace receiver {
+
+namespace {
+
+constexpr char prefix[] = "/tmp/qolt-";
+
+}  // namespace
+
+plat::FilePtr openJobFile(const char* path) {
+  // Without a further slash no part of the name can lead elsewhere.
+  if (!plat::startsWith(path, prefix) || strchr(path + strlen(prefix), '/')) {
+    throw plat::ExceptionFmt("refused %s: not a file of a job", path);
+  }
+  plat::OwnedFd fd(open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  if (fd.get() < 0) throw plat::SystemExceptionFmt("open(%s)", errno, path);
+  struct stat status;
+  if (fstat(fd.get(), &status) < 0) throw plat::SystemExceptionFmt("fstat(%s)", errno, path);
+  if (!S_ISREG(status.st_mode)) throw plat::ExceptionFmt("refused %s: not a regular file", path);
+  if (status.st_uid != geteuid()) throw plat::ExceptionFmt("refused %s: not our own", path);
+  if (status.st_nlink != 1) throw plat::ExceptionFmt("refused %s: it has another name", path);
+  FILE* file = fdopen(fd.get(), "r");
+  if (!file) throw plat::SystemExceptionFmt("fdopen(%s)", errno, path);
+  fd.release();
+  return plat::FilePtr(file, true);
+}
+
+}  // namespace receiver

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <string>
+
+#include "tests/support/Account.h"
+
+namespace test {
+
+// A listening socket where the backend looks for the account's server, in this
+// process. The private directory goes too when nothing else uses it.
+class FakeServer {
+ public:
+  FakeServer(const Account& account, const std::string& name, int backlog = 8);
+  FakeServer(const FakeServer&) = delete;
+  FakeServer& operator=(const FakeServer&) = delete;
+  ~FakeServer();
+
+  // One connection, read to its end.
+  std::string receive();
+
+ private:
+  std::string folder;
+  std::string path;
+  int fd;
+};
+
+// A stream connection to the path; the caller closes it. With block false only as
+// long as the listener's queue has room: -1 and errno.
+int connectTo(const std::string& path, bool block = true);
+
+}  // namespace test
