@@ -1,0 +1,44 @@
+#pragma once
+
+#include "base/plat/NonCopyable.h"
+#include "base/rfb/Rect.h"
+#include "libs/rfbenc/XrleEncodeTile.h"
+
+namespace rdr {
+class OutStream;
+}
+
+namespace rfb {
+
+class EncoderCallback;
+class PixelBuffer;
+class XrleCallback;
+
+// The tile coder: cuts a rectangle into square tiles and writes their data.
+class XrleEncoder : private plat::NonCopyable {
+ public:
+  // Both callbacks are borrowed and outlive the coder; newBuffers supplies the tile
+  // memory. tileSize: pixels, 1 to XrleTile::maxTileSize. paletteReuse, for tiles that use
+  // the palette of the tile before, is not supported and must be false. resetPerRect: no
+  // rectangle begins with the palette of the one before.
+  XrleEncoder(EncoderCallback* newBuffers, XrleCallback* newHooks, int newTileSize,
+              bool paletteReuse, bool newResetPerRect);
+
+  // Row by row of tiles. A pixel size that has no tile data writes nothing. r lies within
+  // the buffer.
+  void writeRect(const Rect& r, rdr::OutStream* os, PixelBuffer* pb);
+  // Forgets the palette.
+  void reset();
+  // The tile at work: the last one begun.
+  const Rect& currentTile() const { return tileRect; }
+
+ private:
+  EncoderCallback* buffers;
+  XrleCallback* hooks;
+  int tileSize;
+  bool resetPerRect;
+  Rect tileRect;
+  XrleTile tile;
+};
+
+}  // namespace rfb

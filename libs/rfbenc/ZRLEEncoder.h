@@ -1,0 +1,62 @@
+#pragma once
+
+#include <memory>
+
+#include "base/rdr/MemOutStream.h"
+#include "base/rdr/ZlibOutStream.h"
+#include "libs/rfb/Encoder.h"
+#include "libs/rfbenc/XrleCallback.h"
+#include "libs/rfbenc/XrleEncoder.h"
+
+namespace rfb {
+
+// The ZRLE encoding (RFC 6143 section 7.7.6). All rectangles share one zlib stream, each
+// ending at a sync-flush boundary. With the parameter MiniUpdates, writeRects() writes no
+// more than MiniUpdateSize bytes and holds the rest back, whole tile rows or tiles.
+class ZRLEEncoder : public Encoder, private XrleCallback {
+ public:
+  static constexpr int zrleEncoding = 16;
+
+  // writeLength: a length of 4 bytes, big-endian, precedes the data of each rectangle, as
+  // the RFC has it; generations of the protocol that frame their messages do without.
+  // The rest is for the tile coder.
+  ZRLEEncoder(EncoderCallback* newCallback, int newEncoding, bool newWriteLength, int tileSize,
+              bool paletteReuse, bool resetPerRect);
+  ~ZRLEEncoder() override;
+  // Decides about the length by the callback's protocol version.
+  static std::unique_ptr<Encoder> create(EncoderCallback* callback, int encoding);
+
+  // Throws plat::Exception "MiniUpdateSize is too small" when not even one tile fits.
+  bool writeRects(const Region& region, PixelBuffer* pb, Region* updated) override;
+  bool writeRect(const Rect& r, PixelBuffer* pb) override;
+  bool writeRectData(const Rect& r, rdr::OutStream* os, PixelBuffer* pb) override;
+  void reset() override;
+
+ private:
+  void beginRow() override;
+  void beginTile() override;
+  bool wantTile() override { return true; }
+  void endTile() override;
+  void endRow() override;
+
+  bool encode(const Rect& r, rdr::OutStream* os, PixelBuffer* pb, int maxBytes, Rect* written,
+              bool withRectHeader);
+  void encodeDirectly(const Rect& r, rdr::OutStream* os, PixelBuffer* pb);
+  bool encodeIntoMemory(const Rect& r, PixelBuffer* pb, int maxBytes, Rect* written,
+                        bool withRectHeader);
+  bool fits(const Rect& r, PixelBuffer* pb);
+  void rollBack(int mark);
+
+  // Lengths of the memory stream.
+  int rowMark = 0;
+  int tileMark = 0;
+  bool flushAfterRows = false;
+  bool flushAfterTiles = false;
+  rdr::ZlibOutStream zlib;
+  rdr::MemOutStream memory;  // compressed output that is measured or limited
+  XrleEncoder tileCoder;
+  bool writeLength;
+  bool fresh = true;  // the receiver has seen nothing of the zlib stream
+};
+
+}  // namespace rfb
