@@ -41,20 +41,24 @@ int openJobFile(const char* path, uid_t ownerUid) {
 
 }  // namespace
 
-plat::FilePtr createJobFile(TempFileSet& tempFiles, const char* path, uid_t ownerUid) {
-  // Held back so that a cancelled job cannot unlink an entry that is not its own.
-  SigtermHold hold;
-  tempFiles.insert(path);
+plat::FilePtr createJobFile(const char* path, uid_t ownerUid) {
   plat::OwnedFd fd(openJobFile(path, ownerUid));
-  if (fd.get() < 0) {
-    int error = errno;
-    tempFiles.erase(path);
-    throw plat::SystemExceptionFmt("Error opening \"%s\"", error, path);
-  }
-  FILE* file = fdopen(fd.get(), "w");
+  FILE* file = fd.get() < 0 ? nullptr : fdopen(fd.get(), "w");
   if (!file) throw plat::SystemExceptionFmt("Error opening \"%s\"", errno, path);
   fd.release();
   return plat::FilePtr(file, true);
+}
+
+plat::FilePtr createJobFile(TempFileSet& tempFiles, const char* path, uid_t ownerUid) {
+  // Held back so that a cancelled job leaves no file behind that the set does not know.
+  SigtermHold hold;
+  tempFiles.insert(path);
+  try {
+    return createJobFile(path, ownerUid);
+  } catch (const plat::Exception&) {
+    tempFiles.erase(path);  // the entry is not the job's
+    throw;
+  }
 }
 
 bool copyStream(rdr::InStream& in, rdr::OutStream& out) {

@@ -18,10 +18,12 @@ class OutStream;
 // The files of a job lie in /tmp under predictable names, so whatever stands there
 // already is suspect.
 
-// Opens an empty file of mode 0600 and holds its path in the set. No link is followed:
-// an existing entry is taken over, and truncated, only when it is a regular file with
-// one link that root or the account `ownerUid` left behind. Any other entry stays as it
-// is. Throws plat::SystemExceptionFmt "Error opening \"%s\"".
+// Opens an empty file of mode 0600. No link is followed: an existing entry is taken over,
+// and truncated, only when it is a regular file with one link that root or the account
+// `ownerUid` left behind. Any other entry stays as it is. Throws
+// plat::SystemExceptionFmt "Error opening \"%s\"".
+plat::FilePtr createJobFile(const char* path, uid_t ownerUid);
+// The same; holds the path in the set as soon as the file is the job's.
 plat::FilePtr createJobFile(TempFileSet& tempFiles, const char* path, uid_t ownerUid);
 
 // Copies the input to its end and returns true; false when the output is full.

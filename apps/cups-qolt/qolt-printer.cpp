@@ -13,6 +13,7 @@
 #include "apps/cups-qolt/identity.h"
 #include "apps/cups-qolt/jobFiles.h"
 #include "apps/cups-qolt/notify.h"
+#include "apps/cups-qolt/zrle-generator.h"
 #include "base/os/AppInfo.h"
 #include "base/os/unix/Passwd.h"
 #include "base/os/unix/setuid.h"
@@ -60,7 +61,7 @@ void printJob(const char* jobId, const char* title, const char* fileName, TempFi
 
   std::vector<plat::String> documents;
   if (wantZRLE) {
-    throw plat::Exception("raster jobs are not supported yet");
+    generateZrlePages(sourceFilename, prefix.get(), documents);
   } else {
     PLAT_ASSERT(sourceFilename);
     documents.emplace_back(sourceFilename);

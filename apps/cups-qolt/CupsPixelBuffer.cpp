@@ -1,0 +1,133 @@
+#include "apps/cups-qolt/CupsPixelBuffer.h"
+
+#include <climits>
+#include <cstdio>
+
+#include "apps/cups-qolt/RasterStreams.h"
+#include "base/plat/Assertion.h"
+#include "base/plat/Exception.h"
+
+namespace cupsraster {
+
+namespace {
+
+constexpr size_t bytesPerPixel = 3;
+
+// Red, green and blue in the order of the bytes.
+rfb::PixelFormat rasterFormat() {
+  rfb::PixelFormat format = rfb::PixelFormat::bgr888();
+  format.bpp = 24;
+  format.bigEndian = false;
+  format.makeNativeEndian();
+  return format;
+}
+
+// The library lets any number through.
+void checkSize(const cups_page_header_t& header) {
+  constexpr unsigned maxPixels = INT_MAX / 4;
+  constexpr uint64_t maxBandBytes = uint64_t{1} << 30, bandRows = 64;
+  uint64_t rowBytes = uint64_t{header.cupsWidth} * bytesPerPixel;
+  if (header.cupsBytesPerLine < rowBytes || header.cupsWidth > maxPixels ||
+      header.cupsHeight > maxPixels ||
+      rowBytes * bandRows + (header.cupsBytesPerLine - rowBytes) > maxBandBytes) {
+    throw plat::ExceptionFmt("Invalid CUPS page size: %u x %u, %u bytes per line", header.cupsWidth,
+                             header.cupsHeight, header.cupsBytesPerLine);
+  }
+}
+
+}  // namespace
+
+CupsPixelBuffer::CupsPixelBuffer(cups_raster_t* newRaster, RasterStreams* newStreams)
+    : raster(newRaster), streams(newStreams) {}
+
+CupsPixelBuffer::~CupsPixelBuffer() {
+  try {
+    cupsRasterClose(raster);
+  } catch (const plat::Exception&) {
+  }
+}
+
+bool CupsPixelBuffer::openFollowing() {
+  cups_raster_t* following = streams ? streams->openFollowing() : nullptr;
+  if (!following) return false;
+  cups_raster_t* finished = raster;
+  raster = following;
+  cupsRasterClose(finished);
+  return true;
+}
+
+bool CupsPixelBuffer::readHeader() {
+  do {
+    // Before reading, since the library would consume a sync word as part of a header;
+    // and again behind what it refused.
+    while (openFollowing()) {
+    }
+    if (cupsRasterReadHeader(raster, &header)) return true;
+  } while (openFollowing());
+  return false;
+}
+
+bool CupsPixelBuffer::nextPage() {
+  if (ended) return false;
+  if (pageOpen) {
+    rows.resize(header.cupsBytesPerLine);
+    skipRows(static_cast<int>(header.cupsHeight));
+    pageOpen = false;
+  }
+  ended = true;
+  if (!readHeader()) return false;
+  cacheRect = {};
+  rowsRead = 0;
+  rect = {0, 0, static_cast<int>(header.cupsWidth), static_cast<int>(header.cupsHeight)};
+  if (header.cupsBitsPerColor != 8 || header.cupsBitsPerPixel != 8 * bytesPerPixel ||
+      header.cupsColorSpace != CUPS_CSPACE_RGB) {
+    fprintf(stderr,
+            "Page has unsupported pixel-format:\ncupsBitsPerColor: %d\ncupsBitsPerPixel: %d\n"
+            "cupsColorSpace: %d\n",
+            static_cast<int>(header.cupsBitsPerColor), static_cast<int>(header.cupsBitsPerPixel),
+            static_cast<int>(header.cupsColorSpace));
+    return false;
+  }
+  checkSize(header);
+  pf = rasterFormat();
+  pageOpen = true;
+  ended = false;
+  return true;
+}
+
+unsigned CupsPixelBuffer::readRow(size_t offset) {
+  return cupsRasterReadPixels(raster, rows.data() + offset, header.cupsBytesPerLine);
+}
+
+void CupsPixelBuffer::skipRows(int endRow) {
+  while (rowsRead < endRow) {
+    // Where nothing comes, nothing will: a damaged header may promise 500 million rows.
+    rowsRead = readRow(0) > 0 ? rowsRead + 1 : endRow;
+  }
+}
+
+const uint8_t* CupsPixelBuffer::getPixelsR(const rfb::Rect& r, int* stride) {
+  if (r.isEmpty()) return rows.data();
+  PLAT_ASSERT_THROW(pageOpen && r.tl.x >= 0 && r.br.x <= rect.br.x);
+  if (stride) *stride = rect.br.x;
+  size_t rowBytes = header.cupsWidth * bytesPerPixel;
+  size_t leftBytes = static_cast<size_t>(r.tl.x) * bytesPerPixel;
+  if (cacheRect.encloses(r)) {
+    return rows.data() + rowBytes * static_cast<size_t>(r.tl.y - cacheRect.tl.y) + leftBytes;
+  }
+  PLAT_ASSERT_THROW(r.tl.y >= cacheRect.br.y);
+  cacheRect = {0, r.tl.y, rect.br.x, r.br.y};
+  size_t count = static_cast<size_t>(r.br.y - r.tl.y);
+  // The last line brings its padding along; that of any other is overwritten by the next.
+  rows.resize(rowBytes * count + (header.cupsBytesPerLine - rowBytes));
+  skipRows(r.tl.y);
+  for (size_t i = 0; i < count; ++i) {
+    if (readRow(i * rowBytes) < header.cupsBytesPerLine) {
+      throw plat::Exception("Unexpected end of CUPS page data");
+    }
+    ++rowsRead;
+  }
+  return rows.data() + leftBytes;
+}
+
+}  // namespace cupsraster
