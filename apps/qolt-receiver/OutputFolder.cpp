@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "base/plat/Exception.h"
+#include "base/plat/FilePtr.h"
 #include "base/plat/file.h"
 #include "base/plat/path.h"
 #include "base/plat/utf8.h"
@@ -21,6 +22,16 @@ constexpr int maxNames = 10000;
 plat::String absolute(const char* path) {
   if (plat::isAbsolute(path)) return plat::absolutePath(path);
   return plat::absolutePath(plat::join(plat::currentDir().get(), path).get());
+}
+
+// The first of the names that `take` takes.
+template <class Take>
+std::string firstFreeName(const std::string& stem, const char* extension, Take take) {
+  for (int i = 1; i <= maxNames; i++) {
+    std::string name = stem + (i == 1 ? "" : "_" + std::to_string(i)) + "." + extension;
+    if (take(name.c_str())) return name;
+  }
+  throw plat::ExceptionFmt("too many documents named %s", stem.c_str());
 }
 
 }  // namespace
@@ -46,13 +57,32 @@ OutputFolder::OutputFolder(const char* folderPath)
 
 std::string OutputFolder::moveIn(const char* sourcePath, int sourceFd, const std::string& stem,
                                  const char* extension) {
-  for (int i = 1; i <= maxNames; i++) {
-    std::string name = stem + (i == 1 ? "" : "_" + std::to_string(i)) + "." + extension;
-    if (tryMove(sourcePath, sourceFd, name.c_str())) {
-      return plat::join(path.get(), name.c_str()).get();
-    }
+  return pathOf(firstFreeName(
+      stem, extension, [&](const char* name) { return tryMove(sourcePath, sourceFd, name); }));
+}
+
+std::string OutputFolder::create(const std::string& stem, const char* extension,
+                                 const std::function<void(FILE*)>& write) {
+  plat::OwnedFd fd(-1);
+  std::string name = firstFreeName(stem, extension, [&](const char* candidate) {
+    fd = plat::OwnedFd(tryCreate(candidate));
+    return fd.get() >= 0;
+  });
+  try {
+    plat::FilePtr file(fdopen(fd.get(), "w"), true);
+    if (!file.get()) throw plat::SystemExceptionFmt("fdopen(%s)", errno, name.c_str());
+    fd.release();
+    write(file.get());
+    file.close();
+  } catch (const plat::Exception&) {
+    unlinkat(folder.get(), name.c_str(), 0);
+    throw;
   }
-  throw plat::ExceptionFmt("too many documents named %s", stem.c_str());
+  return pathOf(name);
+}
+
+std::string OutputFolder::pathOf(const std::string& name) const {
+  return plat::join(path.get(), name.c_str()).get();
 }
 
 // False when the name is taken.
@@ -68,13 +98,16 @@ bool OutputFolder::tryMove(const char* sourcePath, int sourceFd, const char* nam
   return true;
 }
 
+// -1 when the name is taken.
+int OutputFolder::tryCreate(const char* name) {
+  int fd = openat(folder.get(), name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+  if (fd < 0 && errno != EEXIST) throw plat::SystemExceptionFmt("open(%s)", errno, name);
+  return fd;
+}
+
 bool OutputFolder::tryCopy(int sourceFd, const char* name) {
-  plat::OwnedFd copy(
-      openat(folder.get(), name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-  if (copy.get() < 0) {
-    if (errno == EEXIST) return false;
-    throw plat::SystemExceptionFmt("open(%s)", errno, name);
-  }
+  plat::OwnedFd copy(tryCreate(name));
+  if (copy.get() < 0) return false;
   off_t offset = 0;
   ssize_t n;
   do {

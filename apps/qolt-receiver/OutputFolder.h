@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdio>
+#include <functional>
 #include <string>
 
 #include "base/plat/String.h"
@@ -12,20 +14,25 @@ namespace receiver {
 // most, without the extension if it ends in it), "-" and the document's index.
 std::string documentStem(const std::string& title, const char* extension, size_t index);
 
-// Where the documents go.
+// Where the documents go: as "<stem>.<extension>" or, where that exists, as
+// "<stem>_2.<extension>" and so on. Nothing is overwritten. Failures throw
+// plat::Exception and leave the folder as it was.
 class OutputFolder {
  public:
   // Throws plat::SystemException.
   explicit OutputFolder(const char* folderPath);
 
-  // Moves the file that is open as sourceFd from sourcePath into the folder, as
-  // "<stem>.<extension>" or, where that exists, as "<stem>_2.<extension>" and so on;
-  // nothing is overwritten. Returns the new path. Throws plat::Exception; then the
-  // source is where it was.
+  // Moves the file that is open as sourceFd from sourcePath into the folder and returns
+  // its new path. When it throws, the source is where it was.
   std::string moveIn(const char* sourcePath, int sourceFd, const std::string& stem,
                      const char* extension);
+  // Makes a file, has it written and returns its path.
+  std::string create(const std::string& stem, const char* extension,
+                     const std::function<void(FILE*)>& write);
 
  private:
+  std::string pathOf(const std::string& name) const;
+  int tryCreate(const char* name);
   bool tryMove(const char* sourcePath, int sourceFd, const char* name);
   bool tryCopy(int sourceFd, const char* name);
 

@@ -15,6 +15,8 @@ namespace receiver {
 namespace {
 
 constexpr char prefix[] = "/tmp/qolt-";
+// More than any printer takes; a sparse file could claim to be longer.
+constexpr off_t maxSize = off_t{1} << 36;
 
 }  // namespace
 
@@ -30,6 +32,7 @@ plat::FilePtr openJobFile(const char* path) {
   if (!S_ISREG(status.st_mode)) throw plat::ExceptionFmt("refused %s: not a regular file", path);
   if (status.st_uid != geteuid()) throw plat::ExceptionFmt("refused %s: not our own", path);
   if (status.st_nlink != 1) throw plat::ExceptionFmt("refused %s: it has another name", path);
+  if (status.st_size > maxSize) throw plat::ExceptionFmt("refused %s: too long", path);
   FILE* file = fdopen(fd.get(), "r");
   if (!file) throw plat::SystemExceptionFmt("fdopen(%s)", errno, path);
   fd.release();

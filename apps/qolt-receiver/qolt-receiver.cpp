@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "apps/common/writePng.h"
 #include "apps/qolt-receiver/DescriptionFile.h"
 #include "apps/qolt-receiver/Endpoint.h"
 #include "apps/qolt-receiver/OutputFolder.h"
@@ -17,6 +18,7 @@
 #include "base/os/SocketUtil.h"
 #include "base/plat/Exception.h"
 #include "base/plat/NumUtil.h"
+#include "base/plat/file.h"
 #include "base/plat/time.h"
 #include "base/plat/unix/OwnedFd.h"
 #include "base/plat/utf8.h"
@@ -32,7 +34,8 @@ constexpr char usage[] =
     "Receives the print jobs of the account that runs it: device URI\n"
     "qolt:/FORMAT/UID@ENDPOINT with its user id.\n"
     "  --name=ENDPOINT    printq by default\n"
-    "  --output=DIR       where the documents go, the current folder by default\n"
+    "  --output=DIR       where the documents go, pages as PNG pictures; the current\n"
+    "                     folder by default\n"
     "  --timeout=SECONDS  how long a job may take to announce itself, 10 by default\n";
 
 struct Options {
@@ -102,29 +105,52 @@ class StopSignals {
   plat::OwnedFd fd;
 };
 
-const char* extensionOf(const std::string& format) {
-  if (format == "PDF") return "pdf";
-  if (format == "PS") return "ps";
-  if (format == "ZRLE") return "zrle";
+// How the documents of a format are stored.
+struct Storing {
+  const char* extension;
+  bool asPicture;
+};
+
+Storing storingOf(const std::string& format) {
+  if (format == "PDF") return {"pdf", false};
+  if (format == "PS") return {"ps", false};
+  if (format == "ZRLE") return {"zrle", true};
   throw plat::ExceptionFmt("unknown document format \"%s\"", format.c_str());
 }
 
-// A job with a document that cannot be taken keeps the rest of its files.
+std::string takePicture(const char* page, FILE* file, const std::string& stem,
+                        OutputFolder& output) {
+  std::string place =
+      output.create(stem, "png", [&](FILE* out) { png::writePng(file, page, out); });
+  plat::fileRemove(page);
+  return place;
+}
+
+// A job with a document that cannot be taken keeps the rest of its files. A page that is
+// no picture, or a broken one, is taken as the file that it is.
 void takeJob(const char* descriptionPath, OutputFolder& output) {
   plat::MBuf<unsigned char> text = openJobFile(descriptionPath).readAll(maxDescriptionSize);
   DescriptionFile job = DescriptionFile::parse(
       {reinterpret_cast<const char*>(text.data()), static_cast<size_t>(text.size())});
-  const char* extension = extensionOf(job.format);
+  const Storing storing = storingOf(job.format);
   for (size_t i = 0; i < job.documents.size(); i++) {
     const char* document = job.documents[i].c_str();
     plat::FilePtr file = openJobFile(document);
-    std::string place = output.moveIn(document, fileno(file.get()),
-                                      documentStem(job.title, extension, i), extension);
+    std::string stem = documentStem(job.title, storing.extension, i);
+    std::string place;
+    if (storing.asPicture) {
+      try {
+        place = takePicture(document, file.get(), stem, output);
+      } catch (const plat::Exception& problem) {
+        report(problem);
+      }
+    }
+    if (place.empty()) {
+      place = output.moveIn(document, fileno(file.get()), stem, storing.extension);
+    }
     printf("received %s\n", place.c_str());
   }
-  if (unlink(descriptionPath) < 0) {
-    throw plat::SystemExceptionFmt("unlink(%s)", errno, descriptionPath);
-  }
+  plat::fileRemove(descriptionPath);
 }
 
 // Null when there is none: the peer only looked whether someone listens, or this

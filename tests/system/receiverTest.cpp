@@ -2,6 +2,7 @@
 
 #include <csignal>
 
+#include "tests/support/eventually.h"
 #include "tests/system/SystemTest.h"
 
 namespace fs = std::filesystem;
@@ -56,6 +57,38 @@ TEST_F(Receiver, takesTheJobsOfTheBackendOneAfterAnother) {
   expectOutput("A title-0_2.pdf", "two");
   expectOutput("A title-0.ps", "three");
   EXPECT_TRUE(jobFiles().empty());
+}
+
+TEST_F(Receiver, pageFilesBecomePicturesAndBrokenOnesStay) {
+  Process server(receiver(output.path()));
+  ASSERT_TRUE(server.waitFor("listening on"));
+  // 9 x 2 pixels in two colours; the same cut off; a page without pixels.
+  const std::string page(
+      "\0\0\0\11\0\0\0\2\0\0\0\10\0\0\0\2\0\0\0\33\0\0\0\1\x80\x1c\x80\x10\0\0\0\0\0\11\0\2"
+      "\x78\x9c\x62\xfa\xff\xff\x3f\x03\x10\x34\x34\x30\0\0\0\0\xff\xff",
+      54);
+  const std::string empty(
+      "\0\0\0\11\0\0\0\0\0\0\0\10\0\0\0\0\0\0\0\33\0\0\0\1\x80\x0a\x80\x10\0\0\0\0\0\11\0\0", 36);
+  writeJobFile("-0.zrle", page);
+  writeJobFile("-1.zrle", page.substr(0, 40));
+  writeJobFile("-2.zrle", empty);
+  std::string text = "[Document]\nName=t\n[Device]\nDeviceName=q\n[ZRLE]\nCount=3\n";
+  for (int i = 0; i < 3; i++) {
+    std::string number = std::to_string(i);
+    text += "File" + number + "=" + jobPath("-" + number + ".zrle") + "\n";
+  }
+  writeJobFile(".ini", text);
+  send(socketPath, message(jobPath(".ini")));
+  EXPECT_TRUE(server.waitFor("received " + output / "t-0.png\n"));
+  EXPECT_TRUE(server.waitFor("received " + output / "t-1.zrle\n"));
+  EXPECT_TRUE(server.waitFor("received " + output / "t-2.zrle\n"));
+  EXPECT_TRUE(server.waitFor("-1.zrle: byte 40: "));
+  EXPECT_TRUE(server.waitFor("an empty page has no picture"));
+  const std::string start("\x89PNG\r\n\x1a\n\0\0\0\15IHDR\0\0\0\11\0\0\0\2", 24);
+  EXPECT_EQ(test::readFile(output / "t-0.png").substr(0, start.size()), start);
+  expectOutput("t-1.zrle", page.substr(0, 40));
+  EXPECT_TRUE(test::eventually([&] { return jobFiles().empty(); }));
+  EXPECT_EQ(std::distance(fs::directory_iterator(output.path()), fs::directory_iterator()), 3);
 }
 
 TEST_F(Receiver, endsCleanly) {

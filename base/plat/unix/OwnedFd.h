@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <utility>
+
 #include "base/plat/NonCopyable.h"
 
 namespace plat {
@@ -10,6 +12,11 @@ namespace plat {
 class OwnedFd : private plat::NonCopyable {
  public:
   explicit OwnedFd(int descriptor) : fd(descriptor) {}
+  OwnedFd(OwnedFd&& other) noexcept : fd(other.release()) {}
+  OwnedFd& operator=(OwnedFd&& other) noexcept {
+    std::swap(fd, other.fd);
+    return *this;
+  }
   ~OwnedFd() {
     if (fd >= 0) close(fd);
   }
