@@ -15,6 +15,8 @@ static LogSrc log("Assertion");
 // Set by the first failure and never cleared.
 static std::atomic<bool> handlingFailure;
 
+static std::atomic<AssertionHook> assertionHook;
+
 namespace {
 
 struct BackTrace {
@@ -34,10 +36,15 @@ void assertionFailed(const AssertionFail& failure) noexcept {
     BackTrace backTrace;
     os::stackBackTrace(backTrace.lines);
     for (const char* line : backTrace.lines) log.error("stacktrace: %s", line);
+    if (AssertionHook hook = assertionHook) hook();
   } catch (...) {
     abort();
   }
   abort();
+}
+
+void setAssertionHook(AssertionHook hook) {
+  assertionHook = hook;
 }
 
 void assertionWarning(const AssertionFail& failure) {

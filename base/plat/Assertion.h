@@ -5,9 +5,13 @@
 namespace plat {
 
 // Reports the failure on standard error and, with a stack back-trace, to the
-// log source "Assertion"; then aborts. A failure on the way, or a second
-// failure while the first is handled, aborts at once.
+// log source "Assertion"; then runs the hook and aborts. A failure on the way, or
+// a second failure while the first is handled, aborts at once.
 [[noreturn]] void assertionFailed(const AssertionFail& failure) noexcept;
+
+// Pushes out log messages that still wait. Runs on whatever thread failed.
+using AssertionHook = void (*)();
+void setAssertionHook(AssertionHook hook);  // null: none
 
 // Logs "Warning: %s" and goes on.
 void assertionWarning(const AssertionFail& failure);

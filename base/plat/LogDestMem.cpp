@@ -26,12 +26,7 @@ LogDestMem& LogDestMem::instance() {
 
 void LogDestMem::write(int messageLevel, const char* source, const char* text) {
   std::lock_guard<RecursiveMutex> lock(mutex);
-  if (replaying || entries.size() > maxEntries) return;
-  if (entries.size() < maxEntries) {
-    entries.push_back({messageLevel, String(source), String(text)});
-  } else {
-    entries.push_back({0, String(ownSource), String("Too many messages, discarding further ones")});
-  }
+  if (!replaying) addLogEntry(entries, maxEntries, ownSource, messageLevel, source, text);
 }
 
 void LogDestMem::replayTo(LogDest* dest, int maxLevel) {
@@ -40,7 +35,7 @@ void LogDestMem::replayTo(LogDest* dest, int maxLevel) {
   std::lock_guard<RecursiveMutex> lock(mutex);
   FlagScope scope(replaying);
   bool started = false;
-  for (const Entry& entry : entries) {
+  for (const LogEntry& entry : entries) {
     if (entry.level > maxLevel) continue;
     if (!started) dest->write(maxLevel, ownSource, "Start replaying stored messages");
     started = true;
@@ -51,7 +46,7 @@ void LogDestMem::replayTo(LogDest* dest, int maxLevel) {
 
 void LogDestMem::discardUpTo(int maxLevel) {
   std::lock_guard<RecursiveMutex> lock(mutex);
-  std::erase_if(entries, [&](const Entry& entry) { return entry.level <= maxLevel; });
+  std::erase_if(entries, [&](const LogEntry& entry) { return entry.level <= maxLevel; });
 }
 
 void LogDestMem::clear() {

@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "base/plat/LogDest.h"
-#include "base/plat/String.h"
+#include "base/plat/LogEntry.h"
 
 namespace plat {
 
@@ -23,16 +23,10 @@ class LogDestMem : public LogDest {
   void clear();
 
  private:
-  struct Entry {
-    int level;
-    String source;
-    String text;
-  };
-
   LogDestMem();
 
   RecursiveMutex mutex;
-  std::vector<Entry> entries;
+  std::vector<LogEntry> entries;
   bool replaying = false;
 };
 
