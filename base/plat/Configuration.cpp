@@ -10,9 +10,9 @@
 
 namespace plat {
 
-static LogSrc log("Configuration");
-
 namespace {
+
+[[maybe_unused]] const LogSrc& listedFromStart = configurationLog();
 
 template <class Parameter>
 Parameter* checkedParam(ConfigParameter* parameter) {
@@ -22,6 +22,11 @@ Parameter* checkedParam(ConfigParameter* parameter) {
 }
 
 }  // namespace
+
+LogSrc& configurationLog() {
+  static LogSrc source("Configuration");
+  return source;
+}
 
 ParameterAlias::ParameterAlias(const char* aliasName, std::vector<String> targetNames)
     : name(aliasName), targets(std::move(targetNames)) {}

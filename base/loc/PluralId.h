@@ -1,0 +1,8 @@
+#pragma once
+
+namespace loc {
+
+// The form of a countable text: "sing" or "many".
+const char* pluralId(const char* locale, int count);
+
+}  // namespace loc
