@@ -86,6 +86,26 @@ TEST(FramedOutStream, framesEndAtTheirMaximumAndWhereTheWindowEnds) {
   }
 }
 
+TEST(FramedOutStream, itemsStayWholeWhereverTheWindowEnds) {
+  for (int capacity = 0; capacity < 30; ++capacity) {
+    SCOPED_TRACE(capacity);
+    rdr::MemOutStream out(capacity);
+    rdr::OutStreamV4 framed(&out);
+    framed.startMsg();
+    framed.writeU8(1);
+    framed.writeU32(0x02030405);
+    framed.writeU16(0x0607);
+    framed.writeU32(0x08090a0b);
+    framed.endMsg(false);
+    rdr::MemInStream in(out.data(), out.length());
+    rdr::InStreamV4 reader(&in);
+    reader.startMsg(true);
+    EXPECT_EQ(read(reader, 11), "\1\2\3\4\5\6\7\x8\x9\xa\xb");
+    reader.endMsg();
+    EXPECT_TRUE(in.atEnd());
+  }
+}
+
 TEST(FramedOutStream, flushEndsAFrameThatHasData) {
   fakes::ChokedOut out;
   rdr::OutStreamV4 framed(&out);
@@ -191,6 +211,19 @@ TEST(FramedInStream, emptyFramesWithinAMessageAreSkipped) {
   EXPECT_EQ(thrownBy([&] { framed.startMsg(false); }),
             "EndOfStream: End of in-memory input stream");
   EXPECT_DEATH(framed.readU8(), "Assertion 'inMsg_' failed");
+}
+
+TEST(FramedInStream, itemWithinAFrameIsHadInPlace) {
+  const std::string stream = frame("abcdef", false) + frame("gh", true);
+  ChunkedIn in(stream, 3);
+  rdr::InStreamV4 framed(&in);
+  framed.startMsg(true);
+  int items = 1;
+  const uint8_t* item = framed.getItems(4, &items, true);
+  ASSERT_NE(item, nullptr);
+  EXPECT_EQ(memcmp(item, "abcd", 4), 0);
+  EXPECT_EQ(framed.getItems(4, &items, true), nullptr);
+  EXPECT_EQ(read(framed, 4), "efgh");
 }
 
 TEST(FramedInStream, messageIsReadAgainFromItsStartWhenMoreHasArrived) {

@@ -179,6 +179,7 @@ TEST(ZRLEEncoder, miniUpdatesOfAnySizeAddUpToTheRegion) {
         pending.unite(pending, regionOf(Rect(10, 150, 190, 250)));
         Recorder callback;
         auto encoder = encoderFor(callback, writeLength);
+        encoder->writeRect(Rect(3, 3, 9, 3), &picture);  // begins no stream
         Inflater inflater;
         Decoder decoder(format, 200, 250);
         Setting limit("MiniUpdateSize", budget);
@@ -261,6 +262,27 @@ TEST(ZRLEEncoder, boxBehindAnIncompleteOneIsDeferredUnencoded) {
   EXPECT_EQ(callback.rects[0].rect, Rect(0, 0, 200, 64));
   EXPECT_TRUE(same(updated, regionOf(Rect(0, 0, 200, 64))));
   EXPECT_EQ(callback.deferred, 1);
+}
+
+TEST(ZRLEEncoder, withoutALimitThereIsOneFlushAtTheEnd) {
+  Picture picture(formats()[0], 200, 256);
+  Recorder callback;
+  auto encoder = encoderFor(callback);
+  Region region = regionOf(picture.getRect());
+  EXPECT_TRUE(encoder->writeRects(region, &picture, &region));
+  encoder->reset();
+  {
+    Setting on("MiniUpdates", 1);
+    EXPECT_TRUE(encoder->writeRects(region, &picture, &region));
+    encoder->reset();
+  }
+  EXPECT_TRUE(encoder->writeRects(region, &picture, &region));
+  ASSERT_EQ(callback.rects.size(), 3u);
+  EXPECT_EQ(callback.rects[0].data, callback.rects[2].data);
+  // A flush ends with an empty stored block.
+  const std::string mark("\0\0\xff\xff", 4);
+  EXPECT_EQ(callback.rects[2].data.find(mark), callback.rects[2].data.size() - 4);
+  EXPECT_LT(callback.rects[1].data.find(mark), callback.rects[1].data.size() - 4);
 }
 
 TEST(ZRLEEncoder, budgetOfNothingDefersEveryBoxAndOfOneByteIsTooSmall) {

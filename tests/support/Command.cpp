@@ -10,6 +10,8 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdio>
+#include <fstream>
 #include <stdexcept>
 #include <thread>
 #include <utility>
@@ -177,6 +179,13 @@ bool Process::waitFor(const std::string& text) {
 
 void Process::signal(int number) {
   kill(pid, number);
+}
+
+uint64_t Process::peakMemory() const {
+  std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+  uint64_t kib = 0;
+  for (std::string line; std::getline(status, line);) sscanf(line.c_str(), "VmHWM: %lu", &kib);
+  return kib * 1024;
 }
 
 Result Process::wait() {

@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -51,6 +52,7 @@ class Process {
   bool waitFor(const std::string& text);
   void endInput(const std::string& lastBytes);
   void signal(int number);
+  uint64_t peakMemory() const;  // resident bytes of the running program
   Result wait();
 
  private:

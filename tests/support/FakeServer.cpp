@@ -55,6 +55,14 @@ std::string FakeServer::receive() {
   return bytes;
 }
 
+BusyServer::BusyServer(const Account& account, const std::string& name) : server(account, name, 0) {
+  for (int fd; (fd = connectTo(server.socketPath(), false)) >= 0;) waiting.push_back(fd);
+}
+
+BusyServer::~BusyServer() {
+  for (int fd : waiting) close(fd);
+}
+
 int connectTo(const std::string& path, bool block) {
   int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | (block ? 0 : SOCK_NONBLOCK), 0);
   sockaddr_un address = addressOf(path);

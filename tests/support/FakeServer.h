@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "tests/support/Account.h"
 
@@ -15,6 +16,7 @@ class FakeServer {
   FakeServer& operator=(const FakeServer&) = delete;
   ~FakeServer();
 
+  const std::string& socketPath() const { return path; }
   // One connection, read to its end.
   std::string receive();
 
@@ -22,6 +24,19 @@ class FakeServer {
   std::string folder;
   std::string path;
   int fd;
+};
+
+// One that never accepts and has no place left: whoever connects waits.
+class BusyServer {
+ public:
+  BusyServer(const Account& account, const std::string& name);
+  BusyServer(const BusyServer&) = delete;
+  BusyServer& operator=(const BusyServer&) = delete;
+  ~BusyServer();
+
+ private:
+  FakeServer server;
+  std::vector<int> waiting;
 };
 
 // A stream connection to the path; the caller closes it. With block false only as

@@ -18,10 +18,11 @@ constexpr char starter[] = QOLT_SOURCE_DIR "/scripts/private-scheduler";
 }  // namespace
 
 std::string PrivateScheduler::missing() {
-  for (const char* file :
-       {"/usr/sbin/cupsd", "/usr/bin/lp", "/usr/bin/lpstat", "/usr/bin/cancel", "/usr/sbin/lpadmin",
-        "/usr/sbin/lpinfo", "/usr/sbin/cupsfilter", "/usr/lib/cups/filter/pdftopdf",
-        "/usr/lib/cups/filter/pdftops", "/usr/bin/pdftops", "/usr/bin/gs"}) {
+  for (const char* file : {"/usr/sbin/cupsd", "/usr/bin/lp", "/usr/bin/lpstat", "/usr/bin/cancel",
+                           "/usr/sbin/lpadmin", "/usr/sbin/lpinfo", "/usr/sbin/cupsfilter",
+                           "/usr/lib/cups/filter/pdftopdf", "/usr/lib/cups/filter/pdftops",
+                           "/usr/lib/cups/filter/texttopdf", "/usr/lib/cups/filter/imagetopdf",
+                           "/usr/lib/cups/filter/gstoraster", "/usr/bin/pdftops", "/usr/bin/gs"}) {
     if (access(file, X_OK) < 0) return file;
   }
   return "";
@@ -53,11 +54,11 @@ void PrivateScheduler::addQueue(const std::string& name, const std::string& uri,
   EXPECT_EQ(result.status, 0) << result.err;
 }
 
-int PrivateScheduler::print(const std::string& queue, const std::string& file,
+int PrivateScheduler::print(const std::string& queue, const std::vector<std::string>& documents,
                             const std::vector<std::string>& options) {
   std::vector<std::string> arguments = {"/usr/bin/lp", "-d", queue};
   arguments.insert(arguments.end(), options.begin(), options.end());
-  arguments.push_back(file);
+  arguments.insert(arguments.end(), documents.begin(), documents.end());
   auto result = client(arguments);
   int job = 0;
   EXPECT_EQ(sscanf(result.out.c_str(), ("request id is " + queue + "-%d").c_str(), &job), 1)

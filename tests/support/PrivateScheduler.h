@@ -27,7 +27,7 @@ class PrivateScheduler {
   Result client(std::vector<std::string> arguments);
   void addQueue(const std::string& name, const std::string& uri, const std::string& ppd);
   // Returns the job id.
-  int print(const std::string& queue, const std::string& file,
+  int print(const std::string& queue, const std::vector<std::string>& documents,
             const std::vector<std::string>& options = {});
   std::string log() const { return readFile(scratch / "log/error_log"); }
   // Until the job's lines of the log contain the text; returns these lines.

@@ -1,9 +1,12 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -28,14 +31,34 @@ class SystemTest : public testing::Test {
 
   std::string jobPath(const std::string& suffix) const { return "/tmp/qolt-" + job + suffix; }
 
-  // Everything of this test in /tmp, whatever its suffix.
+  // Everything of the jobs of this test in /tmp, sorted.
   std::vector<std::string> jobFiles() const {
     std::vector<std::string> found;
     for (const auto& entry : std::filesystem::directory_iterator("/tmp")) {
       std::string path = entry.path();
-      if (path.rfind(jobPath(""), 0) == 0) found.push_back(path);
+      for (const std::string& id : jobs) {
+        std::string prefix = "/tmp/qolt-" + id;
+        if (path.starts_with(prefix + ".") || path.starts_with(prefix + "-")) found.push_back(path);
+      }
     }
+    std::sort(found.begin(), found.end());
     return found;
+  }
+
+  // 4 bytes of length, big-endian, and the path of the description file.
+  static std::string message(const std::string& path) {
+    return std::string(3, '\0') + static_cast<char>(path.size()) + path;
+  }
+  std::string message() const { return message(jobPath(".ini")); }
+
+  static std::string description(const std::string& format, const std::vector<std::string>& files,
+                                 const std::string& queue = "queue") {
+    std::string text = "[Document]\nName=A title\n[Device]\nDeviceName=" + queue + "\n[" + format +
+                       "]\nCount=" + std::to_string(files.size()) + "\n";
+    for (size_t i = 0; i < files.size(); i++) {
+      text += "File" + std::to_string(i) + "=" + files[i] + "\n";
+    }
+    return text;
   }
 
   std::string uri(const std::string& format) const {
@@ -58,10 +81,57 @@ class SystemTest : public testing::Test {
     return command;
   }
 
+  // Whoever can write to /tmp can guess the names of the job files.
+  void expectForeignEntriesFailTheJob(const std::string& suffix, const test::Command& command) {
+    test::ScratchFolder scratch;
+    const std::string path = jobPath(suffix), victim = scratch / "victim";
+    test::writeFile(victim, "precious");
+    // Nothing but the check stands before it.
+    ASSERT_EQ(chmod(scratch.path().c_str(), 0777) | chmod(victim.c_str(), 0666) |
+                  chown(victim.c_str(), account.uid, account.gid),
+              0);
+    const struct {
+      const char* what;
+      std::function<int(const char*)> plant;
+    } cases[] = {
+        {"symbolic link", [&](const char* name) { return symlink(victim.c_str(), name); }},
+        {"dangling link",
+         [&](const char* name) { return symlink((scratch / "new").c_str(), name); }},
+        {"hard link", [&](const char* name) { return link(victim.c_str(), name); }},
+        {"fifo", [&](const char* name) { return mkfifo(name, 0666) | chmod(name, 0666); }},
+        {"directory", [&](const char* name) { return mkdir(name, 0777); }},
+        {"file of another account",
+         [&](const char* name) {
+           test::writeFile(name, "precious");
+           return chmod(name, 0666) | chown(name, stranger.uid, stranger.gid);
+         }},
+    };
+    for (const auto& c : cases) {
+      SCOPED_TRACE(c.what + (" " + suffix));
+      ASSERT_EQ(c.plant(path.c_str()), 0);
+      struct stat before, after;
+      ASSERT_EQ(lstat(path.c_str(), &before), 0);
+
+      test::Result result = command.run();
+      EXPECT_EQ(result.status, 1);
+      EXPECT_NE(result.err.find("qolt: Error opening \"" + path + "\": "), std::string::npos)
+          << result.err;
+      ASSERT_EQ(lstat(path.c_str(), &after), 0);
+      EXPECT_EQ(after.st_ino, before.st_ino);
+      EXPECT_EQ(after.st_size, before.st_size);
+      EXPECT_EQ(after.st_mode, before.st_mode);
+      EXPECT_EQ(jobFiles(), std::vector<std::string>{path});
+      EXPECT_EQ(test::readFile(victim), "precious");
+      EXPECT_FALSE(std::filesystem::exists(scratch / "new"));
+      std::filesystem::remove(path);
+    }
+  }
+
   const test::Account account = test::unprivilegedAccount();
   const test::Account stranger = test::unprivilegedAccount(1);
   const std::string endpoint = "test" + std::to_string(getpid());
   const std::string job = endpoint;
+  std::vector<std::string> jobs = {job};
   const std::string privateDir = "/tmp/.qolt-" + std::to_string(account.uid);
   const std::string socketPath = privateDir + "/print." + endpoint;
 };

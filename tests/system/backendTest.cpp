@@ -17,14 +17,8 @@ using test::Result;
 
 class Backend : public SystemTest {
  protected:
-  // 4 bytes of length, big-endian, and the path of the description file.
-  std::string message() const {
-    std::string path = jobPath(".ini");
-    return std::string(3, '\0') + static_cast<char>(path.size()) + path;
-  }
   std::string description(const std::string& format) const {
-    return "[Document]\nName=A title\n[Device]\nDeviceName=queue\n[" + format +
-           "]\nCount=1\nFile0=" + jobPath(".in") + "\n";
+    return SystemTest::description(format, {jobPath(".in")});
   }
   void expectJobFile(const std::string& suffix, const std::string& content) const {
     SCOPED_TRACE(suffix);
@@ -135,7 +129,8 @@ TEST_F(Backend, twoRunningJobsKeepTheirDocumentsApart) {
   test::FakeServer server(account, endpoint);
   Process first(backend("PDF").keepInputOpen());
   ASSERT_TRUE(test::eventually([&] { return fs::exists(jobPath(".in")); }));
-  Command second({QOLT_BACKEND, job + "0", "u", "t", "1", ""});
+  jobs.push_back(job + "0");
+  Command second({QOLT_BACKEND, jobs.back(), "u", "t", "1", ""});
   EXPECT_EQ(second.env("DEVICE_URI", uri("PS")).input("second").run().status, 0);
   first.endInput("first");
   EXPECT_EQ(first.wait().status, 0);
@@ -163,48 +158,10 @@ TEST_F(Backend, unprivilegedCallerCannotPrintForOthers) {
   EXPECT_EQ(result.err, "setgid(): Operation not permitted\n");
 }
 
-// Whoever can write to /tmp can guess the names of the job files.
 TEST_F(Backend, foreignEntryUnderAJobFileNameFailsTheJobUntouched) {
   test::FakeServer server(account, endpoint);
-  test::ScratchFolder scratch;
-  const std::string victim = scratch / "victim";
-  test::writeFile(victim, "precious");
-  const struct {
-    const char* what;
-    std::function<int(const char*)> plant;
-  } cases[] = {
-      {"symbolic link", [&](const char* path) { return symlink(victim.c_str(), path); }},
-      {"dangling link", [&](const char* path) { return symlink((scratch / "new").c_str(), path); }},
-      {"hard link", [&](const char* path) { return link(victim.c_str(), path); }},
-      {"fifo", [&](const char* path) { return mkfifo(path, 0666); }},
-      {"directory", [&](const char* path) { return mkdir(path, 0777); }},
-      {"file of another account",
-       [&](const char* path) {
-         test::writeFile(path, "precious");
-         return chmod(path, 0666) | chown(path, stranger.uid, stranger.gid);
-       }},
-  };
   for (std::string suffix : {".in", ".ini"}) {
-    for (const auto& c : cases) {
-      SCOPED_TRACE(c.what + (" " + suffix));
-      std::string path = jobPath(suffix);
-      ASSERT_EQ(c.plant(path.c_str()), 0);
-      struct stat before, after;
-      ASSERT_EQ(lstat(path.c_str(), &before), 0);
-
-      Result result = backend("PDF").input(text).run();
-      EXPECT_EQ(result.status, 1);
-      EXPECT_NE(result.err.find("qolt: Error opening \"" + path + "\": "), std::string::npos)
-          << result.err;
-      ASSERT_EQ(lstat(path.c_str(), &after), 0);
-      EXPECT_EQ(after.st_ino, before.st_ino);
-      EXPECT_EQ(after.st_size, before.st_size);
-      EXPECT_EQ(after.st_mode, before.st_mode);
-      EXPECT_EQ(jobFiles().size(), 1u);
-      EXPECT_EQ(test::readFile(victim), "precious");
-      EXPECT_FALSE(fs::exists(scratch / "new"));
-      fs::remove(path);
-    }
+    expectForeignEntriesFailTheJob(suffix, backend("PDF").input(text));
   }
 }
 
@@ -272,9 +229,7 @@ TEST_F(Backend, cancelledJobLeavesNothing) {
   EXPECT_TRUE(jobFiles().empty());
 
   // While it waits for a place in the server's queue.
-  test::FakeServer server(account, endpoint, 0);
-  std::vector<int> queued;
-  for (int fd; (fd = test::connectTo(socketPath, false)) >= 0;) queued.push_back(fd);
+  test::BusyServer server(account, endpoint);
   Process connecting(backend("PDF").input(text));
   ASSERT_TRUE(connecting.waitFor("qolt: connecting"));
   EXPECT_EQ(jobFiles().size(), 2u);
@@ -283,5 +238,4 @@ TEST_F(Backend, cancelledJobLeavesNothing) {
   EXPECT_EQ(result.status, 1);
   EXPECT_EQ(result.err.find("connected"), std::string::npos);
   EXPECT_TRUE(jobFiles().empty());
-  for (int fd : queued) close(fd);
 }

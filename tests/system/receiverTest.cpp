@@ -23,9 +23,6 @@ class Receiver : public SystemTest {
     EXPECT_EQ(write(fd, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
     close(fd);
   }
-  static std::string message(const std::string& path) {
-    return std::string(3, '\0') + static_cast<char>(path.size()) + path;
-  }
   void own(const std::string& path) const {
     ASSERT_EQ(lchown(path.c_str(), account.uid, account.gid), 0);
   }
