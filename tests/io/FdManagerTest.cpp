@@ -56,25 +56,6 @@ struct FdManagerTest : testing::Test {
   }
 };
 
-TEST_F(FdManagerTest, dispatchesEachKindWholeInOrder) {
-  for (Recorder& handler : handlers) {
-    queueAll(handler);
-    queueAll(handler);
-  }
-  EXPECT_EQ(process(), "2o 1o 0o 2r 1r 0r 2w 1w 0w ");
-  EXPECT_EQ(process(), "");
-}
-
-TEST_F(FdManagerTest, eventQueuedWhileItsKindIsDispatchedWaits) {
-  react = [this](const std::string& event) {
-    if (event == "2r") queueAll(handlers[2]);
-  };
-  manager.queueReadable(&handlers[2]);
-  EXPECT_EQ(process(), "2r 2w ");
-  react = [](const std::string&) {};
-  EXPECT_EQ(process(), "2o 2r ");
-}
-
 TEST_F(FdManagerTest, handlerRemovedDuringDispatchIsNotCalled) {
   for (Recorder& handler : handlers) queueAll(handler);
   react = [this](const std::string& event) {
@@ -82,36 +63,6 @@ TEST_F(FdManagerTest, handlerRemovedDuringDispatchIsNotCalled) {
     if (event == "1r") manager.setInterest(&handlers[1], true, false, false, false, true);
   };
   EXPECT_EQ(process(), "2o 1o 0o 2r 1r 2w ");
-}
-
-TEST_F(FdManagerTest, interestNotWantedDropsQueuedEvents) {
-  struct {
-    bool read, write, readAlt1, readAlt2, other;
-    const char* left;
-  } table[] = {
-      {false, false, false, false, false, ""},   {true, false, false, false, false, "0r "},
-      {false, true, false, false, false, "0w "}, {false, false, true, false, false, "0r "},
-      {false, false, false, true, false, "0r "}, {false, false, false, false, true, "0o "},
-  };
-  for (auto& row : table) {
-    queueAll(handlers[0]);
-    EXPECT_EQ(manager.setInterest(&handlers[0], row.read, row.write, row.readAlt1, row.readAlt2,
-                                  row.other),
-              !row.other);
-    EXPECT_EQ(process(), row.left);
-  }
-}
-
-TEST_F(FdManagerTest, nestedPassTakesOverTheRestOfTheOuterOne) {
-  for (Recorder& handler : handlers) manager.queueReadable(&handler);
-  bool nested = false;
-  react = [&](const std::string&) {
-    if (nested) return;
-    nested = true;
-    manager.queueReadable(&handlers[2]);
-    manager.processEvents();
-  };
-  EXPECT_EQ(process(), "2r 2r 1r 0r ");
 }
 
 TEST_F(FdManagerTest, destructionTellsTheLastRegisteredFirst) {

@@ -4,7 +4,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <functional>
 #include <memory>
 #include <string>
@@ -16,9 +15,6 @@
 #include "base/os/SocketUtil.h"
 #include "base/plat/unix/OwnedFd.h"
 #include "base/rdr/Exceptions.h"
-#include "base/rdr/MemInStream.h"
-#include "base/rdr/MemOutStream.h"
-#include "tests/support/CapturedLog.h"
 #include "tests/support/streams.h"
 
 namespace {
@@ -57,13 +53,10 @@ struct TextReader : io::MsgIpc::Reader {
     if (afterwards) afterwards(ipc);
     return true;
   }
-  void connectionChanged(io::MsgIpc* ipc) override {
-    changes += ipc->isConnected() ? '+' : '-';
-    if (onChange) onChange(ipc);
-  }
+  void connectionChanged(io::MsgIpc* ipc) override { changes += ipc->isConnected() ? '+' : '-'; }
   Strings messages;
   std::string changes;
-  std::function<void(io::MsgIpc*)> afterwards, onChange;
+  std::function<void(io::MsgIpc*)> afterwards;
 };
 
 struct NameFilter : io::MsgIpc::Filter {
@@ -74,142 +67,12 @@ struct NameFilter : io::MsgIpc::Filter {
   std::string refused, failures;
 };
 
-// A connection of memory streams.
-class MemIo : public io::Io {
- public:
-  explicit MemIo(std::string received) : bytes(std::move(received)) {
-    inStream = std::make_unique<rdr::MemInStream>(bytes.data(), static_cast<int>(bytes.size()));
-    outStream = std::make_unique<rdr::MemOutStream>();
-  }
-  void setHandler(io::IoHandler*, bool) override {}
-  void shutdown(bool, bool) override { delete this; }
-  const char* name() override { return "memory"; }
-  void setTimeout(int) override {}
-
- private:
-  std::string bytes;
-};
-
-// The blocking use of memory streams.
-struct BlockingMsgIpc : testing::Test {
-  NameFilter filter;
-  TextReader reader;
-  io::MsgIpc ipc{&filter, "mem", true, false};
-  CapturedLog log{"Ipc:captured:100"};
-
-  void accept(const std::string& received) {
-    ipc.registerReader("text", &reader);
-    ipc.acceptIo(new MemIo(received));
-  }
-  std::string sent() {
-    return fakes::bytesOf(static_cast<const rdr::MemOutStream&>(*ipc.getIo()->out()));
-  }
-  std::string readFails(const char* expected) {
-    return fakes::thrownBy([&] { ipc.readMessage(expected); });
-  }
-};
-
-TEST_F(BlockingMsgIpc, messageIsItsNameAndBodyInOneFrame) {
-  accept("");
-  ipc.writeMsg("ping").endMsg(false);
-  EXPECT_EQ(sent(), "\x80\x05\x04ping");
-}
-
-TEST_F(BlockingMsgIpc, anotherMessageThanTheExpectedOneFailsAndIsSkipped) {
-  accept(message("other", text("x")) + message("text", text("a")));
-  EXPECT_EQ(readFails("text"), ": MsgIpc: expected message text, got other");
-  ipc.readMessage("text");
-  EXPECT_EQ(reader.messages, Strings{"text:a"});
-}
-
-TEST_F(BlockingMsgIpc, peerReportsABadName) {
-  const std::string report = message("badMsg", "\x04ping");
-  accept(report + report + message("text", text("a")));
-  EXPECT_EQ(readFails("text"), ": MsgIpc: expected message text, peer reports bad msg name 'ping'");
-  EXPECT_EQ(readFails(nullptr),
-            ": MsgIpc: expected message <null>, peer reports bad msg name 'ping'");
-  ipc.readMessage("text");
-  const std::string line = "30 Ipc mem: Peer reports bad msg name 'ping'";
-  EXPECT_EQ(log.take(), (Strings{line, line}));
-}
-
-TEST_F(BlockingMsgIpc, failureInsideAMessageSkipsItWhenTheRestIsThere) {
-  accept(message("text", "\x01") + message("text", text("a")) + framed("\x09te", 2) +
-         "\x80\x09\x04te");
-  EXPECT_EQ(readFails(nullptr), "EndOfMsg: End of message");
-  ipc.readMessage(nullptr);
-  EXPECT_EQ(readFails(nullptr), "EndOfMsg: End of message");
-  EXPECT_EQ(readFails(nullptr), "EndOfStream: End of in-memory input stream");
-  EXPECT_EQ(log.take(), Strings{"0 Ipc mem: skip error: End of in-memory input stream"});
-  EXPECT_EQ(readFails(nullptr), ": MsgIpc::readMessage: not in state startMsg");
-  ipc.close(false);
-  EXPECT_EQ(readFails(nullptr), ": MsgIpc::readMessage: not connected");
-  ipc.acceptIo(new MemIo(message("text", text("b"))));
-  ipc.readMessage("text");
-  EXPECT_EQ(reader.messages, (Strings{"text:a", "text:b"}));
-  EXPECT_EQ(reader.changes, "+-+");
-}
-
-TEST_F(BlockingMsgIpc, readUntilAndDrainReadWhatComesBeforeTheName) {
-  accept(message("text", text("a")) + message("stop") + message("text", text("b")) +
-         message("text", text("c")));
-  ipc.readUntil("stop");
-  EXPECT_EQ(reader.messages, Strings{"text:a"});
-  ipc.drain();
-  EXPECT_EQ(reader.messages, (Strings{"text:a", "text:b", "text:c"}));
-}
-
-TEST_F(BlockingMsgIpc, unknownNameBelowLettersEndsTheConnectionUnlessAllowed) {
-  for (bool drop : {true, false}) {
-    for (const char* name : {"", "1", "@x", "A", "\xc3\x9f"}) {
-      SCOPED_TRACE(std::string(name) + (drop ? " drop" : ""));
-      accept(message(name) + message("text", text("a")));
-      ipc.setDropOnNonLetterName(drop);
-      ipc.drain();
-      EXPECT_EQ(ipc.isConnected(), !drop || static_cast<unsigned char>(*name) >= 'A');
-      EXPECT_EQ(reader.messages.size(), ipc.isConnected() ? 1u : 0u);
-      ipc.close(false);
-      reader.messages.clear();
-    }
-  }
-}
-
-TEST_F(BlockingMsgIpc, filterRefusesNames) {
-  accept(message("text", text("a")) + message("text", text("b")));
-  filter.refused = ">ping";
-  EXPECT_EQ(fakes::thrownBy([&] { ipc.writeMsg("ping"); }),
-            ": MsgIpc::writeMsg: Message not currently allowed");
-  EXPECT_EQ(log.take(), Strings{"30 Ipc mem: Message 'ping' not currently allowed"});
-  EXPECT_EQ(sent(), "");
-  filter.refused = "<text";
-  ipc.readMessage("text");
-  filter.refused = "";
-  ipc.readMessage("text");
-  EXPECT_EQ(reader.messages, Strings{"text:b"});
-}
-
-TEST_F(BlockingMsgIpc, withoutAConnectionMessagesVanish) {
-  io::MsgIpc discarding(nullptr, "d", true, true);
-  for (io::MsgIpc* sender : {&discarding, &ipc}) {
-    rdr::OutStreamV4& out = sender->writeMsg("big");
-    out.writeString(std::string(100000, 'x').c_str());
-    out.endMsg(true);
-  }
-  EXPECT_EQ(log.take(), Strings{"100 Ipc d: Discarding message 'big'"});
-  // Half a message does not spoil the next connection.
-  ipc.writeMsg("half").writeU8(1);
-  accept("");
-  ipc.writeMsg("ping").endMsg(true);
-  EXPECT_EQ(sent(), message("ping"));
-}
-
 // The event-driven use of a socket.
 struct MsgIpcEvents : testing::Test {
   PollManager manager;
   NameFilter filter;
   TextReader reader;
   io::MsgIpc ipc{&filter, "sock", false, false};
-  CapturedLog log{"Ipc:captured:100"};
   Peer peer;
 
   MsgIpcEvents() {
@@ -254,45 +117,6 @@ TEST_F(MsgIpcEvents, anySplitOfTheInputGivesTheSameMessages) {
     reader.messages.clear();
   }
   EXPECT_TRUE(ipc.isConnected());
-  EXPECT_EQ(log.lines[0], "30 Ipc sock: Bad msg name 'unknown'");
-}
-
-TEST_F(MsgIpcEvents, readerThatReturnsFalseReadsTheBodyAgain) {
-  struct Patient : io::MsgIpc::Reader {
-    bool readMsg(const char*, rdr::InStream& in, io::MsgIpc*) override {
-      body = static_cast<char>(in.readU8());
-      body += static_cast<char>(in.readU8());
-      return ++calls == 3;
-    }
-    std::string body;
-    int calls = 0;
-  } patient;
-  ipc.registerReader("wait", &patient);
-  const std::string wait = message("wait", "abcdef", 7);
-  send(wait.substr(0, 12));
-  ipc.run();
-  EXPECT_EQ(patient.calls, 2);
-  send(wait.substr(12) + message("text", text("a")));
-  EXPECT_EQ(patient.calls, 3);
-  EXPECT_EQ(patient.body, "ab");
-  EXPECT_EQ(reader.messages, Strings{"text:a"});
-}
-
-TEST_F(MsgIpcEvents, readerOfTheNullNameReadsTheOthers) {
-  TextReader others;
-  ipc.registerReader(nullptr, &others);
-  send(message("Else", text("a")) + message("text", text("b")) + message("", text("c")));
-  EXPECT_EQ(others.messages, (Strings{"Else:a", ":c"}));
-  EXPECT_EQ(reader.messages, Strings{"text:b"});
-}
-
-TEST_F(MsgIpcEvents, messageOfARemovedReaderIsSkipped) {
-  send(message("text", text("abc"), 8).substr(0, 14));
-  ipc.registerReader("text", nullptr);
-  send(message("text", text("abc"), 8).substr(14));
-  ipc.registerReader("text", &reader);
-  send(message("text", text("d")));
-  EXPECT_EQ(reader.messages, Strings{"text:d"});
 }
 
 TEST_F(MsgIpcEvents, peerThatDisappearsInsideAMessageEndsTheConnection) {
@@ -303,40 +127,12 @@ TEST_F(MsgIpcEvents, peerThatDisappearsInsideAMessageEndsTheConnection) {
     peer.reset();
     EXPECT_TRUE(manager.runUntil([&] { return !ipc.isConnected(); }));
     EXPECT_EQ(std::exchange(filter.failures, ""), "End of IO stream");
-    EXPECT_EQ(log.take(), Strings{"100 Ipc sock: End of IO stream"});
     EXPECT_EQ(reader.messages, Strings{});
     peer = connect(ipc);
     EXPECT_EQ(std::exchange(reader.changes, ""), length == 0 ? "+-+" : "-+");
   }
   send(whole);
   EXPECT_EQ(reader.messages, Strings{"text:abc"});
-  ipc.close(false);
-  manager.runIdle();
-  EXPECT_FALSE(manager.isAnyWatched());
-}
-
-TEST_F(MsgIpcEvents, readersAreToldOfTheConnectionsOwnShutdown) {
-  ipc.writeMsg("ping").endMsg(false);
-  peer.reset();
-  ipc.getIo()->shutdown(true, true);
-  EXPECT_TRUE(manager.runUntil([&] { return !ipc.isConnected(); }));
-  EXPECT_EQ(reader.changes, "+-");
-  ipc.writeMsg("ping").endMsg(true);
-}
-
-TEST_F(MsgIpcEvents, unknownNameIsAnsweredWhenWanted) {
-  ipc.setAnswerBadNames(true);
-  send(message("1foo", "body") + message("text", text("a")));
-  EXPECT_EQ(received(), message("badMsg",
-                                "\x04"
-                                "1foo"));
-  EXPECT_EQ(reader.messages, Strings{"text:a"});
-  send(message("badMsg",
-               "\x04"
-               "1foo"),
-       3);
-  EXPECT_EQ(received(), "$");
-  EXPECT_EQ(filter.failures, "MsgIpc: expected message <null>, peer reports bad msg name '1foo'");
 }
 
 TEST_F(MsgIpcEvents, readerMayReplaceItsConnection) {
@@ -356,58 +152,50 @@ TEST_F(MsgIpcEvents, readerMayReplaceItsConnection) {
   EXPECT_EQ(reader.changes, "+-+");
 }
 
-TEST_F(MsgIpcEvents, readersMayChangeWhileTheyAreTold) {
-  TextReader first, last;
-  first.onChange = [&](io::MsgIpc* which) {
-    which->registerReader("a", nullptr);
-    which->registerReader("b", nullptr);
-    which->registerReader("z", &last);
-  };
-  TextReader removed;
-  ipc.registerReader("a", &first);
-  ipc.registerReader("b", &removed);
-  ipc.close(false);
-  EXPECT_EQ(first.changes + removed.changes + last.changes, "--");
+TEST_F(MsgIpcEvents, unknownNameBelowLettersEndsTheConnectionUnlessAllowed) {
+  for (bool drop : {true, false}) {
+    for (const char* name : {"", "@x", "A"}) {
+      SCOPED_TRACE(std::string(name) + (drop ? " drop" : ""));
+      ipc.setDropOnNonLetterName(drop);
+      send(message(name) + message("text", text("a")));
+      EXPECT_EQ(ipc.isConnected(), !drop || *name == 'A');
+      EXPECT_EQ(reader.messages.size(), ipc.isConnected() ? 1u : 0u);
+      ipc.close(false);
+      reader.messages.clear();
+      peer = connect(ipc);
+    }
+  }
 }
 
-TEST_F(MsgIpcEvents, releasedConnectionGoesOnWithItsNextOwner) {
+TEST_F(MsgIpcEvents, filterRefusesNames) {
+  filter.refused = ">ping";
+  EXPECT_THROW(ipc.writeMsg("ping"), plat::Exception);
+  EXPECT_EQ(received(), "");
+  filter.refused = "<text";
   send(message("text", text("a")));
-  ipc.writeMsg("ping").endMsg(false);
-  io::Io* connection = ipc.getIo();
-  ipc.releaseIo();
-  EXPECT_FALSE(manager.isAnyWatched());
-  io::MsgIpc next(nullptr, "next", true, false);
-  next.registerReader("text", &reader);
-  next.acceptIo(connection);
-  // Larger than the input buffer, which a blocking reader need not know.
-  send(message("text", text(std::string(50000, 'b')), 30000));
-  next.readMessage("text");
-  EXPECT_EQ(reader.messages, (Strings{"text:a", "text:" + std::string(50000, 'b')}));
+  filter.refused = "";
+  send(message("text", text("b")));
+  EXPECT_EQ(reader.messages, Strings{"text:b"});
+}
+
+TEST_F(MsgIpcEvents, halfAMessageDoesNotSpoilTheNextConnection) {
+  ipc.close(false);
+  ipc.writeMsg("half").writeU8(1);
+  peer = connect(ipc);
+  ipc.writeMsg("ping").endMsg(true);
   EXPECT_EQ(received(), message("ping"));
 }
 
-TEST_F(MsgIpcEvents, takingTurnsHandlesOneMessageOfEachConnection) {
-  for (bool turns : {false, true}) {
-    SCOPED_TRACE(turns);
-    std::string order;
-    io::MsgIpc second(nullptr, "second", false, false);
-    for (io::MsgIpc* which : {&ipc, &second}) {
-      which->registerReader("text", &reader);
-      which->setTakeTurns(turns);
-    }
-    reader.afterwards = [&](io::MsgIpc* which) { order += which == &ipc ? 'a' : 'b'; };
-    Peer other = connect(second);
-    for (int fd : {peer->get(), other->get()}) {
-      for (int i = 0; i < 3; i++) {
-        const std::string bytes = message("text", text(""));
-        ASSERT_EQ(write(fd, bytes.data(), bytes.size()), ssize_t(bytes.size()));
-      }
-    }
-    ASSERT_TRUE(manager.runUntil([&] { return order.size() == 6; }));
-    const auto changes = std::count_if(order.begin() + 1, order.end(),
-                                       [&](const char& c) { return c != *(&c - 1); });
-    EXPECT_EQ(changes >= 3, turns) << order;
-  }
+TEST_F(MsgIpcEvents, blockingReaderFailsAtAnotherMessageThanTheExpectedOne) {
+  io::MsgIpc blocking(nullptr, "blocking", true, false);
+  blocking.registerReader("text", &reader);
+  peer = connect(blocking);
+  send(message("other", text("x")) + message("text", "\x01") + message("text", text("a")));
+  EXPECT_EQ(fakes::thrownBy([&] { blocking.readMessage("text"); }),
+            ": MsgIpc: expected message text, got other");
+  EXPECT_EQ(fakes::thrownBy([&] { blocking.readMessage("text"); }), "EndOfMsg: End of message");
+  blocking.readMessage("text");
+  EXPECT_EQ(reader.messages, Strings{"text:a"});
 }
 
 }  // namespace

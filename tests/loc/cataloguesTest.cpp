@@ -29,16 +29,6 @@ std::multiset<std::string> directivesOf(const std::string& text) {
   return directives;
 }
 
-// How often there is what the user types or the program names, which is not translated.
-std::map<std::string, int> literalsOf(const std::string& text) {
-  std::map<std::string, int> counts;
-  for (const char* literal : {"-help", "en_US", "de_DE", "es_ES", "fr_FR", "pt_BR", "-<", "--<",
-                              "=0", "=<", ":<", "[,...]", "\n"}) {
-    for (size_t at = 0; (at = text.find(literal, at)) != std::string::npos; at++) counts[literal]++;
-  }
-  return counts;
-}
-
 }  // namespace
 
 TEST(catalogues, everyLocaleHasEveryKeyWithTheDirectivesOfTheEnglishText) {
@@ -56,24 +46,7 @@ TEST(catalogues, everyLocaleHasEveryKeyWithTheDirectivesOfTheEnglishText) {
       EXPECT_FALSE(text.empty());
       EXPECT_TRUE(plat::isValidUtf8(text.c_str()));
       EXPECT_EQ(directivesOf(text), directivesOf(englishText)) << text;
-      EXPECT_EQ(literalsOf(text), literalsOf(englishText)) << text;
     }
   }
   EXPECT_EQ(locales, (std::set<std::string>{"de", "en", "es", "fr", "pt"}));
-}
-
-TEST(catalogues, countableTextsComeInBothForms) {
-  for (const loc::CompiledCatalogue& catalogue : loc::compiledCatalogues()) {
-    SCOPED_TRACE(catalogue.locale);
-    const auto texts = textsOf(catalogue);
-    for (const auto& [key, text] : texts) {
-      size_t ending = key.rfind("_sing");
-      if (ending == std::string::npos) continue;
-      const std::string many = key.substr(0, ending) + "_many";
-      ASSERT_TRUE(texts.count(many)) << many;
-      if (key.find("period") != std::string::npos) {
-        EXPECT_NE(text, texts.at(many)) << key;
-      }
-    }
-  }
 }

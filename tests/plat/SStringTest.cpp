@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <climits>
 #include <cstring>
 #include <string>
 
@@ -37,48 +36,6 @@ TEST(SString, everyAppendCutsAtACharacterBoundary) {
       EXPECT_EQ(appended[capacity], '#');
       EXPECT_EQ(formatted[capacity], '#');
     }
-  }
-}
-
-TEST(SString, lengthBoundsTheText) {
-  const char unterminated[] = {'a', 'b', 'c'};
-  char array[8] = "x";
-  sstrAppend(array, unterminated, 3);
-  sstrAppend(array, "de", 1);
-  sstrAppend(array, "f\0g", 3);
-  sstrAppend(array, nullptr);
-  EXPECT_STREQ(array, "xabcdf");
-}
-
-TEST(SString, repeatsOnlyWhatFits) {
-  char array[9] = "a";
-  sstrAppendRepeat(array, sizeof(array), 0x20ac, INT_MAX);
-  EXPECT_STREQ(array, "a€€");
-  sstrAppendRepeat(array, sizeof(array), 'b', -1);
-  sstrAppendRepeat(array, sizeof(array), 'b', 9);
-  EXPECT_STREQ(array, "a€€b");
-  EXPECT_THROW(sstrAppendRepeat(array, sizeof(array), 0x110000, 1), Exception);
-}
-
-TEST(SString, trimLooksBackOverFourBytes) {
-  struct {
-    const char *bytes, *expected;  // the buffer ends with the NUL of `bytes`
-  } rows[] = {{"", ""},
-              {"a", "a"},
-              {"\xc3", ""},
-              {"\xc3\xa9", "\xc3\xa9"},
-              {"a\xe2\x82", "a"},
-              {"a\xf0\x9f\x98", "a"},
-              {"a\xf0\x9f\x98\x80", "a\xf0\x9f\x98\x80"},
-              // Not a cut character: left alone.
-              {"\x82\x82\x82\x82\x82", "\x82\x82\x82\x82\x82"},
-              {"a\x82", "a\x82"},
-              {"a\xff", "a\xff"}};
-  for (auto& row : rows) {
-    char buffer[16];
-    strcpy(buffer, row.bytes);
-    sstrTrimPartialUtf8(buffer, static_cast<int>(strlen(row.bytes)) + 1);
-    EXPECT_STREQ(buffer, row.expected);
   }
 }
 

@@ -20,11 +20,9 @@ TEST(Wildcard, matches) {
               {"*c", "abcd", false, false},   {"a*c*e", "abcde", true, true},
               {"*ab*ab", "abab", true, true}, {"*ab*ab", "ab", false, false},
               {"*aab", "aaab", true, true},   {"a*b", "a*b", true, true},
-              {"FdIo", "fdio", false, true},  {"a*", "ba", false, false},
-              {nullptr, "a", false, false},   {"*", nullptr, false, false}};
+              {"a*", "ba", false, false}};
   for (auto& row : rows) {
-    SCOPED_TRACE(std::string(row.pattern ? row.pattern : "null") + " " +
-                 (row.text ? row.text : "null"));
+    SCOPED_TRACE(std::string(row.pattern) + " " + row.text);
     EXPECT_EQ(wildcardMatch(row.pattern, row.text, true), row.exact);
     EXPECT_EQ(wildcardMatch(row.pattern, row.text, false), row.noCase);
   }

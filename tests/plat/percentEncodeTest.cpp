@@ -20,22 +20,13 @@ TEST(percentEncode, keepsOnlyTheUnreserved) {
     EXPECT_EQ(percentDecode(encoded.get(), true).get(), all);
   }
   EXPECT_STREQ(percentEncode(" /~aZ9-._*+%", false).get(), "%20%2F%7EaZ9-._*%2B%25");
-  EXPECT_STREQ(percentEncode("é", false).get(), "é");
-  EXPECT_STREQ(percentEncode("é", true).get(), "%C3%A9");
-  EXPECT_EQ(percentEncode(nullptr, true).get(), nullptr);
 }
 
 TEST(percentDecode, refusesIncompleteEscapes) {
   EXPECT_STREQ(percentDecode("a+b%2f%2F", true).get(), "a b//");
   EXPECT_STREQ(percentDecode("a+b", false).get(), "a+b");
-  EXPECT_EQ(percentDecode(nullptr, true).get(), nullptr);
   for (const char* bad : {"%", "a%4", "%4g", "%g4", "%%41", "% 1"}) {
-    try {
-      percentDecode(bad, false);
-      FAIL() << bad;
-    } catch (const Exception& e) {
-      EXPECT_STREQ(e.message, "Bad percent encoding");
-    }
+    EXPECT_THROW(percentDecode(bad, false), Exception) << bad;
   }
 }
 

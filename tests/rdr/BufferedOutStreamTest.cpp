@@ -2,7 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "base/plat/Configuration.h"
+#include <climits>
+
 #include "base/rdr/NullOutStream.h"
 #include "tests/support/streams.h"
 
@@ -54,66 +55,12 @@ TEST(BufferedOutStream, blockedBufferGrowsToItsMaximumAndKeepsWhatIsPending) {
   EXPECT_EQ(out.delivered, bytes + std::string(1, '\0'));
 }
 
-TEST(BufferedOutStream, impossibleItemsAreRefused) {
-  ChokedOut none(0, 0), small(10, 20);
-  EXPECT_EQ(thrownBy([&] { none.writeU8(0); }), "OutStreamFull: OutStream full");
-  EXPECT_EQ(thrownBy([&] { small.overrun(21, 1); }),
-            ": BufferedOutStream overrun: buffer size exceeded");
-  EXPECT_EQ(small.overrun(20, 1), 1);
-  EXPECT_EQ(small.overrun(6, 100), 3);
-}
-
-TEST(BufferedOutStream, windowIsCappedAlsoInALargeBuffer) {
-  ChokedOut out(100000, 100000);
-  EXPECT_EQ(out.nFree(), 16384);
-  out.room = 0;
-  out.skip(16384);
-  EXPECT_EQ(out.overrun(1, 20000), 16384);
-  EXPECT_EQ(out.overrun(20000, 1), 0);
-}
-
-TEST(BufferedOutStream, maximumComesFromTheParameterWhenConstructed) {
-  plat::Configuration& config = plat::Configuration::global();
-  ChokedOut before;
-  ASSERT_TRUE(config.setParam("MaxOutBufferSize", "20000", 10));
-  ChokedOut after;
-  ChokedOut large(30000);
-  EXPECT_FALSE(config.setParam("MaxOutBufferSize", "16383", 10));
-  config.getParam("MaxOutBufferSize")->unsetParam(10);
-  EXPECT_EQ(before.freeSpace(), 134217728);
-  EXPECT_EQ(after.freeSpace(), 20000);
-  EXPECT_EQ(large.freeSpace(), 30000);
-}
-
 TEST(BufferedOutStream, failedDeliveryKeepsTheRest) {
   FailingOut out(5, 16);
   out.writeBytes("0123456789", 10);
   EXPECT_EQ(thrownBy([&] { out.flush(); }).substr(0, 16), "System-28: write");
   EXPECT_EQ(out.delivered, "01234");
   EXPECT_EQ(out.pendingBytes(), 5);
-}
-
-TEST(BufferedOutStream, traceDumpsEveryBlockDelivered) {
-  ChokedOut out;
-  out.setTrace(true);
-  out.writeBytes("0123456789abcdefg", 17);
-  testing::internal::CaptureStderr();
-  out.flush();
-  EXPECT_EQ(testing::internal::GetCapturedStderr().substr(0, 14), " --> 30 31 32 ");
-}
-
-TEST(BufferedLazyOutStream, lazyStreamKeepsWhatDoesNotGoOut) {
-  ChokedOut out;
-  out.writeBytes("abcdef", 6);
-  out.room = 2;
-  out.setLazy(true);
-  EXPECT_EQ(out.delivered, "ab");
-  out.room = 1;
-  out.flush();
-  EXPECT_EQ(out.delivered, "abc");
-  out.room = INT_MAX;
-  out.setLazy(false);
-  EXPECT_EQ(out.delivered, "abcdef");
 }
 
 TEST(NullOutStream, countWrapsBeyondTwoGiB) {
