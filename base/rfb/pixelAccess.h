@@ -12,6 +12,8 @@ static_assert(std::endian::native == std::endian::little);
 
 template <int Bytes>
 uint32_t loadBytes(const uint8_t* from) {
+  // One copy of three bytes would go through memory and stall there.
+  if constexpr (Bytes == 3) return loadBytes<2>(from) | uint32_t{from[2]} << 16;
   uint32_t pixel = 0;
   memcpy(&pixel, from, Bytes);
   return pixel;

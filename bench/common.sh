@@ -1,0 +1,61 @@
+# Sourced by the benchmark scripts, which stand in the project's root. With
+# QOLT_BENCH_BUILD=DIR they build nothing and take the programs in DIR/bin.
+
+scratch=$(mktemp -d "${TMPDIR:-/tmp}/qolt-bench.XXXXXX")
+receiver=''
+clean() {
+  if [ -n "$receiver" ]; then
+    kill "$receiver"
+    kill -CONT "$receiver"
+    wait "$receiver" || true
+  fi
+  rm -rf "$scratch" "/tmp/qolt-bench$$"[.-]*
+}
+trap clean EXIT
+trap 'exit 130' INT
+trap 'exit 143' TERM
+
+# build PROGRAM...: sets $bin.
+build() {
+  bin=$PWD/build/bench/bin
+  if [ -n "${QOLT_BENCH_BUILD:-}" ]; then
+    bin=$(cd "$QOLT_BENCH_BUILD/bin" && pwd)
+    return
+  fi
+  scripts/setup --bench
+  cmake --preset release -B build/bench -DQOLT_BENCH=ON >/dev/null
+  cmake --build build/bench --target "$@" >/dev/null
+}
+
+# Jobs for $endpoint of the account $uid; what arrives lies in $scratch/out.
+start_receiver() {
+  uid=$(id -u nobody) endpoint=bench$$
+  chmod 0711 "$scratch"
+  install -d -o nobody -m 0700 "$scratch/out"
+  install -m 0755 "$bin/qolt-receiver" "$scratch/"
+  setpriv --reuid=nobody --regid="$(id -g nobody)" --clear-groups \
+    "$scratch/qolt-receiver" --name="$endpoint" --output="$scratch/out" >"$scratch/receiver.log" 2>&1 &
+  receiver=$!
+  until grep -qs listening "$scratch/receiver.log"; do sleep 0.1; done
+}
+
+# backend FORMAT NAME: prints standard input as job bench$$, measured into $scratch/NAME.
+backend() {
+  DEVICE_URI=qolt:/$1/$uid@$endpoint PRINTER=bench \
+    "$bin/measure" "$scratch/$2" "$bin/qolt" "bench$$" user title 1 '' 2>>"$scratch/backend.log"
+}
+
+median() {
+  sort -n | awk '{ v[NR] = $1 } END { print (NR % 2 ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2) }'
+}
+
+table_head() { printf '%-28s %10s %10s %12s' "$1" 'CPU ms' 'wall ms' 'max RSS KiB'; }
+
+# table_row NAME: the medians of $scratch/NAME.
+table_row() {
+  awk '$5 != 0 { exit 1 }' "$scratch/$1" || { echo "$1 failed" >&2; cat "$scratch/backend.log" >&2; exit 1; }
+  printf '%-28s %10.2f %10.2f %12d' "$1" \
+    "$(awk '{ print ($1 + $2) / 1000 }' "$scratch/$1" | median)" \
+    "$(awk '{ print $3 / 1000 }' "$scratch/$1" | median)" \
+    "$(awk '{ print $4 }' "$scratch/$1" | median)"
+}
