@@ -51,7 +51,8 @@ template <int First>
 void packNeon(const uint8_t* in, uint8_t* out, int pixels) {
   for (; pixels >= 16; pixels -= 16, in += 64, out += 48) {
     const uint8x16x4_t bytes = vld4q_u8(in);
-    vst3q_u8(out, uint8x16x3_t{{bytes.val[First], bytes.val[First + 1], bytes.val[First + 2]}});
+    const uint8x16x3_t packed{{bytes.val[First], bytes.val[First + 1], bytes.val[First + 2]}};
+    vst3q_u8(out, packed);
   }
   packPlain<First>(in, out, pixels);
 }
