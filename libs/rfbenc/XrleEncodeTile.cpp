@@ -19,35 +19,19 @@ constexpr int maxPackedColours = 16;
 constexpr int plainRunsTile = 128;  // plus the number of colours: with a palette
 constexpr int longRun = 0x80;       // on a palette index: a run length follows
 
-struct Pixel8 {
-  using Pixel = uint8_t;
-  static constexpr int cpixelSize = 1;
-  static constexpr int firstByte = 0;
+// size: bytes of a CPIXEL; first: the byte of the pixel at which it begins.
+template <class PixelType, int size, int first>
+struct Traits {
+  using Pixel = PixelType;
+  static constexpr int cpixelSize = size;
+  static constexpr int firstByte = first;
 };
 
-struct Pixel16 {
-  using Pixel = uint16_t;
-  static constexpr int cpixelSize = 2;
-  static constexpr int firstByte = 0;
-};
-
-struct Pixel32 {
-  using Pixel = uint32_t;
-  static constexpr int cpixelSize = 4;
-  static constexpr int firstByte = 0;
-};
-
-struct Leading24 {
-  using Pixel = uint32_t;
-  static constexpr int cpixelSize = 3;
-  static constexpr int firstByte = 0;
-};
-
-struct Trailing24 {
-  using Pixel = uint32_t;
-  static constexpr int cpixelSize = 3;
-  static constexpr int firstByte = 1;
-};
+using Pixel8 = Traits<uint8_t, 1, 0>;
+using Pixel16 = Traits<uint16_t, 2, 0>;
+using Pixel32 = Traits<uint32_t, 4, 0>;
+using Leading24 = Traits<uint32_t, 3, 0>;
+using Trailing24 = Traits<uint32_t, 3, 1>;
 
 // Calls body with the traits of the variant.
 template <class Body>
