@@ -44,7 +44,11 @@ int openJobFile(const char* path, uid_t ownerUid) {
 plat::FilePtr createJobFile(const char* path, uid_t ownerUid) {
   plat::OwnedFd fd(openJobFile(path, ownerUid));
   FILE* file = fd.get() < 0 ? nullptr : fdopen(fd.get(), "w");
-  if (!file) throw plat::SystemExceptionFmt("Error opening \"%s\"", errno, path);
+  if (!file) {
+    int error = errno;
+    if (fd.get() >= 0) unlink(path);  // it is the job's, and nobody else will
+    throw plat::SystemExceptionFmt("Error opening \"%s\"", error, path);
+  }
   fd.release();
   return plat::FilePtr(file, true);
 }
