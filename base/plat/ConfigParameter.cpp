@@ -233,8 +233,9 @@ template class TypedParameter<String>;
 template class TypedParameter<MBuf<unsigned char>>;
 
 BoolParameter::BoolParameter(const char* name_, const char* desc_, bool defaultValue, bool hidden_,
-                             Configuration* configuration_, const char* tagList)
-    : TypedParameter(name_, desc_, nullptr, defaultValue, hidden_, configuration_, tagList) {}
+                             Configuration* configuration_, const char* tagList,
+                             const char* locDesc_)
+    : TypedParameter(name_, desc_, locDesc_, defaultValue, hidden_, configuration_, tagList) {}
 
 BoolParameter::BoolParameter(const BoolParameter& original, Configuration* registry)
     : TypedParameter(original, registry) {}
@@ -276,8 +277,8 @@ std::unique_ptr<ConfigParameter> BoolParameter::clone(Configuration* registry) c
 
 IntParameter::IntParameter(const char* name_, const char* desc_, int defaultValue, bool hidden_,
                            Configuration* configuration_, int minimum, int maximum,
-                           const char* tagList)
-    : TypedParameter(name_, desc_, nullptr, defaultValue, hidden_, configuration_, tagList),
+                           const char* tagList, const char* locDesc_)
+    : TypedParameter(name_, desc_, locDesc_, defaultValue, hidden_, configuration_, tagList),
       min(minimum),
       max(maximum) {}
 

@@ -123,7 +123,8 @@ class TypedParameter : public ConfigParameter {
 class BoolParameter : public TypedParameter<bool> {
  public:
   BoolParameter(const char* name, const char* desc, bool defaultValue, bool hidden = false,
-                Configuration* configuration = nullptr, const char* tags = nullptr);
+                Configuration* configuration = nullptr, const char* tags = nullptr,
+                const char* locDesc = nullptr);
   // The boolean syntax; false when the text is none.
   static bool parse(const char* text, bool* value);
   bool setParam(const char* text, int priority) override;
@@ -142,7 +143,7 @@ class IntParameter : public TypedParameter<int> {
  public:
   IntParameter(const char* name, const char* desc, int defaultValue, bool hidden = false,
                Configuration* configuration = nullptr, int minimum = INT_MIN, int maximum = INT_MAX,
-               const char* tags = nullptr);
+               const char* tags = nullptr, const char* locDesc = nullptr);
   bool setParam(const char* text, int priority) override;
   bool setParam(int value, int priority) override;
   int getInt() const override { return getValue(); }

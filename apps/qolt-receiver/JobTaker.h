@@ -1,0 +1,33 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "apps/qolt-receiver/OutputFolder.h"
+
+namespace receiver {
+
+struct DescriptionFile;
+
+// Takes the documents of a job over into the output folder: PDF and PostScript as they are,
+// pages as PNG pictures or, when they are to be joined, as one PDF document. A page that is
+// no picture, or a broken one, is taken as the file that it is.
+class JobTaker {
+ public:
+  using DocumentStored = std::function<void(const std::string& path)>;
+
+  JobTaker(const char* outputPath, bool join);
+
+  // Tells every stored document on standard output and to the callback. When one cannot be
+  // taken this throws plat::Exception, and the rest of the job's files stay where they are.
+  void take(const char* descriptionPath, const DocumentStored& documentStored);
+
+ private:
+  std::string takeDocument(const DescriptionFile& job, size_t index);
+  std::string takeJoined(const DescriptionFile& job);
+
+  OutputFolder output;
+  bool isJoining;
+};
+
+}  // namespace receiver

@@ -1,0 +1,93 @@
+#include "apps/qolt-receiver/Server.h"
+
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+#include "base/io/FdManager.h"
+#include "base/os/SocketUtil.h"
+#include "base/plat/Exception.h"
+#include "base/plat/LogSrc.h"
+
+namespace receiver {
+
+static plat::LogSrc log("Server");
+
+namespace {
+
+// For the files of a job, logs and commands.
+constexpr int reservedDescriptors = 32;
+constexpr int pauseMs = 1000;
+// Others get their turn in between.
+constexpr int maxAcceptsAtOnce = 16;
+
+int highestConnectionFd() {
+  os::prepareProcess();
+  rlimit limit;
+  if (getrlimit(RLIMIT_NOFILE, &limit) < 0) {
+    throw plat::SystemException("getrlimit(RLIMIT_NOFILE)", errno);
+  }
+  const int descriptors = static_cast<int>(std::min<rlim_t>(limit.rlim_cur, FD_SETSIZE));
+  return std::max(descriptors - reservedDescriptors, descriptors / 2) - 1;
+}
+
+}  // namespace
+
+Server::Server(const char* endpointName, int newTimeoutS, JobAnnounced newCallback)
+    : FdHandler(-1),
+      endpoint(endpointName),
+      fdMgr(io::FdManager::current()),
+      timeoutS(newTimeoutS),
+      callback(std::move(newCallback)),
+      maxFd(highestConnectionFd()),
+      pauseTimer(this) {
+  fd = endpoint.getFd();
+  fdMgr->addHandler(this);
+  setAccepting(true);
+}
+
+Server::~Server() {
+  fdMgr->removeHandler(this);
+}
+
+void Server::fdReadable() {
+  try {
+    for (int i = 0; i < maxAcceptsAtOnce; i++) {
+      int accepted = os::acceptSocket(fd);
+      if (accepted < 0) return;
+      Connection::Owner* owner = this;
+      auto connection = std::make_unique<Connection>(accepted, timeoutS, owner);
+      connections.emplace(connection.get(), std::move(connection));
+      // The system hands out the lowest free descriptor.
+      if (accepted >= maxFd) {
+        log.info("%zu connections are open: no more for now", connections.size());
+        setAccepting(false);
+        return;
+      }
+    }
+  } catch (const plat::Exception& problem) {
+    // Out of descriptors or memory, most likely. It would be so again at once.
+    log.error("%s", problem.message);
+    setAccepting(false);
+  }
+}
+
+void Server::connectionEnded(Connection* connection) {
+  connections.erase(connection);
+  // Its descriptor is closed when this call has returned.
+  if (pauseTimer.isRunning()) pauseTimer.start(0);
+}
+
+bool Server::timerExpired(plat::Timer*) {
+  setAccepting(true);
+  return false;
+}
+
+void Server::setAccepting(bool accept) {
+  if (!accept) pauseTimer.start(pauseMs);
+  fdMgr->setInterest(this, accept, false, false, false, false);
+}
+
+}  // namespace receiver

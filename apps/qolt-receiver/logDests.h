@@ -1,0 +1,13 @@
+#pragma once
+
+namespace receiver {
+
+// The log destinations "stderr" and "file" take part from here on, and get the earlier
+// messages that the parameter "Log" gives them: on the command line it may stand before the
+// parameters of the file. A line is the time, the level, the source and the text.
+//
+// The file is LogFile in LogDir, for the account alone. A file of an earlier day becomes
+// "<LogFile>.<date>", and those older than LogKeepDays are removed.
+void startLogging();
+
+}  // namespace receiver

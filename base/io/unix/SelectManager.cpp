@@ -1,0 +1,74 @@
+#include "base/io/unix/SelectManager.h"
+
+#include <cerrno>
+
+#include "base/io/FdHandler.h"
+#include "base/plat/Exception.h"
+#include "base/plat/LogSrc.h"
+
+namespace io {
+
+static plat::LogSrc log("FdManager");
+
+SelectManager::SelectManager() {
+  FD_ZERO(&readSet);
+  FD_ZERO(&writeSet);
+}
+
+bool SelectManager::waitOnce(int limitMs) {
+  int timeoutMs = getTimers().getTimeout();
+  const bool isTimerDue = timeoutMs == 0;
+  if (timeoutMs < 0 || (limitMs >= 0 && limitMs < timeoutMs)) timeoutMs = limitMs;
+  timeval timeout = {timeoutMs / 1000, timeoutMs % 1000 * 1000};
+  fd_set readable = readSet, writable = writeSet;
+  const int watchedEnd = end;
+  int ready = select(watchedEnd, &readable, &writable, nullptr, timeoutMs < 0 ? nullptr : &timeout);
+  if (ready < 0) {
+    if (errno != EINTR) throw plat::SystemException("select", errno);
+    ready = 0;
+  }
+  for (int fd = 0, left = ready; left > 0 && fd < watchedEnd; fd++) {
+    if (FD_ISSET(fd, &readable)) {
+      queueReadable(watched[fd]);
+      left--;
+    }
+    if (FD_ISSET(fd, &writable)) {
+      queueWritable(watched[fd]);
+      left--;
+    }
+  }
+  processEvents();
+  return isTimerDue || ready > 0;
+}
+
+void SelectManager::run() {
+  stopped = false;
+  while (!stopped) waitOnce();
+}
+
+bool SelectManager::interestChanged(FdHandler* handler, bool read, bool write, bool, bool,
+                                    bool other) {
+  const int fd = handler->getFd();
+  if (fd < 0 || fd >= FD_SETSIZE) {
+    if (read || write) log.error("select() cannot watch descriptor %d", fd);
+    return !read && !write && !other;
+  }
+  // Another handler may watch the same descriptor.
+  if (!read && !write && watched[fd] != handler) return !other;
+  watched[fd] = read || write ? handler : nullptr;
+  if (read) {
+    FD_SET(fd, &readSet);
+  } else {
+    FD_CLR(fd, &readSet);
+  }
+  if (write) {
+    FD_SET(fd, &writeSet);
+  } else {
+    FD_CLR(fd, &writeSet);
+  }
+  if (fd >= end) end = fd + 1;
+  while (end > 0 && !watched[end - 1]) end--;
+  return !other;
+}
+
+}  // namespace io
