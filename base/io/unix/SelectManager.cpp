@@ -21,13 +21,13 @@ bool SelectManager::waitOnce(int limitMs) {
   if (timeoutMs < 0 || (limitMs >= 0 && limitMs < timeoutMs)) timeoutMs = limitMs;
   timeval timeout = {timeoutMs / 1000, timeoutMs % 1000 * 1000};
   fd_set readable = readSet, writable = writeSet;
-  const int watchedEnd = end;
-  int ready = select(watchedEnd, &readable, &writable, nullptr, timeoutMs < 0 ? nullptr : &timeout);
+  const int end = watchedEnd;
+  int ready = select(end, &readable, &writable, nullptr, timeoutMs < 0 ? nullptr : &timeout);
   if (ready < 0) {
     if (errno != EINTR) throw plat::SystemException("select", errno);
     ready = 0;
   }
-  for (int fd = 0, left = ready; left > 0 && fd < watchedEnd; fd++) {
+  for (int fd = 0, left = ready; left > 0 && fd < end; fd++) {
     if (FD_ISSET(fd, &readable)) {
       queueReadable(watched[fd]);
       left--;
@@ -66,8 +66,8 @@ bool SelectManager::interestChanged(FdHandler* handler, bool read, bool write, b
   } else {
     FD_CLR(fd, &writeSet);
   }
-  if (fd >= end) end = fd + 1;
-  while (end > 0 && !watched[end - 1]) end--;
+  if (fd >= watchedEnd) watchedEnd = fd + 1;
+  while (watchedEnd > 0 && !watched[watchedEnd - 1]) watchedEnd--;
   return !other;
 }
 

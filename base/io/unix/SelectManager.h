@@ -23,13 +23,15 @@ class SelectManager : public FdManager {
   void run();
   void stop() { stopped = true; }
 
+  bool isWatching() const { return watchedEnd > 0; }  // any descriptor
+
  private:
   bool interestChanged(FdHandler* handler, bool read, bool write, bool readAlt1, bool readAlt2,
                        bool other) override;
 
   std::array<FdHandler*, FD_SETSIZE> watched{};  // by descriptor
   fd_set readSet, writeSet;                      // what to wait for
-  int end = 0;                                   // behind the highest watched descriptor
+  int watchedEnd = 0;                            // behind the highest watched descriptor
   bool stopped = false;
 };
 
