@@ -11,6 +11,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <stdexcept>
 #include <thread>
@@ -186,6 +187,11 @@ uint64_t Process::peakMemory() const {
   uint64_t kib = 0;
   for (std::string line; std::getline(status, line);) sscanf(line.c_str(), "VmHWM: %lu", &kib);
   return kib * 1024;
+}
+
+size_t Process::openDescriptors() const {
+  std::filesystem::directory_iterator open("/proc/" + std::to_string(pid) + "/fd");
+  return static_cast<size_t>(std::distance(begin(open), end(open)));
 }
 
 Result Process::wait() {

@@ -53,6 +53,7 @@ class Process {
   void endInput(const std::string& lastBytes);
   void signal(int number);
   uint64_t peakMemory() const;  // resident bytes of the running program
+  size_t openDescriptors() const;
   Result wait();
 
  private:
