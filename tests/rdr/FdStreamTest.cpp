@@ -92,6 +92,9 @@ TEST_F(FdStreams, interruptedWaitStillEndsAtItsDeadline) {
 }
 
 TEST_F(FdStreams, interruptedWaitGoesOnUntilThereIsDataOrRoom) {
+#ifdef __SANITIZE_THREAD__
+  GTEST_SKIP() << "the thread sanitizer holds signal handlers back while a call waits";
+#endif
   for (int timeoutMs : {-1, 60000}) {
     pipe.fill();
     rdr::FdOutStream out(pipe.fds[1]);
