@@ -5,6 +5,7 @@
 #include <sys/un.h>
 
 #include <cerrno>
+#include <cstring>
 
 #include "base/os/LocalPrivateDir.h"
 #include "base/os/PipeNameScoped.h"
@@ -15,6 +16,11 @@
 namespace receiver {
 
 namespace {
+
+plat::String pathOf(const char* name) {
+  if (strchr(name, '/')) throw plat::ExceptionFmt("a \"/\" in the endpoint name \"%s\"", name);
+  return os::PipeNameScoped::name(name, nullptr, nullptr, 0, -1);
+}
 
 int listenOn(const char* path) {
   sockaddr_un address;
@@ -39,8 +45,7 @@ int listenOn(const char* path) {
 
 }  // namespace
 
-Endpoint::Endpoint(const char* name)
-    : path_(os::PipeNameScoped::name(name, nullptr, nullptr, 0, -1)), fd(listenOn(path_.get())) {}
+Endpoint::Endpoint(const char* name) : path_(pathOf(name)), fd(listenOn(path_.get())) {}
 
 Endpoint::~Endpoint() {
   unlink(path_.get());
