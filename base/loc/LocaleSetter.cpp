@@ -24,10 +24,9 @@ std::vector<plat::String> candidates(const char* locale) {
 
   std::vector<plat::String> spellings;
   if (charSet) spellings.emplace_back(charSet);
-  const CharSet wanted = charSetFromName(charSet);
+  const plat::String wanted = charSetFromName(charSet);
   for (const char* offered : systemCharSets()) {
-    bool same = wanted != CharSet::other && charSetFromName(offered) == wanted;
-    if (!charSet || same) plat::addUnique(spellings, offered);
+    if (!charSet || charSetFromName(offered) == wanted) plat::addUnique(spellings, offered);
   }
   std::vector<plat::String> names;
   for (const plat::String& spelling : spellings) {

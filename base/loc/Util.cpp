@@ -75,29 +75,26 @@ std::vector<plat::String> expandLocales(const std::vector<plat::String>& list) {
   for (const plat::String& locale : list) {
     plat::addUnique(expanded, locale.get());
     const LocaleName name(locale.get());
-    if (!name.region.isEmpty()) plat::addUnique(expanded, name.language.get());
+    if (!name.region.isEmpty() && !name.language.isEmpty()) {
+      plat::addUnique(expanded, name.language.get());
+    }
   }
   plat::addUnique(expanded, "en_US");
   plat::addUnique(expanded, "en");
   return expanded;
 }
 
-CharSet charSetFromName(const char* name) {
-  plat::String normalised(name);
-  if (name) {
-    char* end = std::remove_if(normalised.data(), normalised.data() + normalised.length(),
-                               [](char c) { return c == '-' || c == '_'; });
-    *end = 0;
-  }
-  plat::toLower(normalised);
-  if (normalised == "utf8") return CharSet::utf8;
-  if (normalised == "iso88591") return CharSet::latin1;
-  for (const char* ascii : {"ascii", "isoir6", "646", "iso646"}) {
-    if (normalised == ascii) return CharSet::ascii;
+plat::String charSetFromName(const char* name) {
+  plat::String charSet(name ? name : "");
+  char* end = std::remove_if(charSet.data(), charSet.data() + charSet.length(),
+                             [](char c) { return c == '-' || c == '_'; });
+  *end = 0;
+  plat::toLower(charSet);
+  for (const char* ascii : {"isoir6", "646", "iso646"}) {
+    if (charSet == ascii) return plat::String("ascii");
   }
   // The edition may follow, as in "ANSI_X3.4-1968".
-  if (plat::startsWith(normalised.get(), "ansix3.4")) return CharSet::ascii;
-  return CharSet::other;
+  return plat::startsWith(charSet.get(), "ansix3.4") ? plat::String("ascii") : charSet;
 }
 
 }  // namespace loc

@@ -24,8 +24,8 @@ void addLocales(std::vector<plat::String>& list, const char* entries, const char
 // "en". Of a name that comes twice the first place stays.
 std::vector<plat::String> expandLocales(const std::vector<plat::String>& list);
 
-enum class CharSet { other, utf8, latin1, ascii };
-// Without regard to case, "-" and "_".
-CharSet charSetFromName(const char* name);
+// The same for every spelling of a character set: case, "-" and "_" do not count, and
+// ASCII has several names.
+plat::String charSetFromName(const char* name);
 
 }  // namespace loc

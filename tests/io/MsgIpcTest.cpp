@@ -186,13 +186,47 @@ TEST_F(MsgIpcEvents, halfAMessageDoesNotSpoilTheNextConnection) {
   EXPECT_EQ(received(), message("ping"));
 }
 
+TEST_F(MsgIpcEvents, unknownNameIsAnsweredWhenWanted) {
+  const std::string answer = message("badMsg", std::string("\x04") + "1foo");
+  ipc.setAnswerBadNames(true);
+  send(message("1foo", "body") + message("text", text("a")), 3);
+  EXPECT_EQ(received(), answer);
+  EXPECT_EQ(reader.messages, Strings{"text:a"});
+  send(answer, 3);
+  EXPECT_EQ(received(), "$");
+  EXPECT_EQ(filter.failures, "MsgIpc: expected message <null>, peer reports bad msg name '1foo'");
+}
+
+TEST_F(MsgIpcEvents, takingTurnsHandlesOneMessageOfEachConnection) {
+  for (bool turns : {false, true}) {
+    SCOPED_TRACE(turns);
+    std::string order;
+    io::MsgIpc second(nullptr, "second", false, false);
+    second.registerReader("text", &reader);
+    for (io::MsgIpc* which : {&ipc, &second}) which->setTakeTurns(turns);
+    reader.afterwards = [&](io::MsgIpc* which) { order += which == &ipc ? 'a' : 'b'; };
+    Peer other = connect(second);
+    const std::string bytes = message("text", text(""));
+    for (int i = 0; i < 6; i++) {
+      const int fd = (i < 3 ? peer : other)->get();
+      ASSERT_EQ(write(fd, bytes.data(), bytes.size()), ssize_t(bytes.size()));
+    }
+    ASSERT_TRUE(manager.runUntil([&] { return order.size() == 6; }));
+    const bool oneAfterTheOther = order == "aaabbb" || order == "bbbaaa";
+    EXPECT_EQ(oneAfterTheOther, !turns) << order;
+  }
+}
+
 TEST_F(MsgIpcEvents, blockingReaderFailsAtAnotherMessageThanTheExpectedOne) {
   io::MsgIpc blocking(nullptr, "blocking", true, false);
   blocking.registerReader("text", &reader);
   peer = connect(blocking);
-  send(message("other", text("x")) + message("text", "\x01") + message("text", text("a")));
+  send(message("other", text("x")) + message("badMsg", std::string("\x04") + "ping") +
+       message("text", "\x01") + message("text", text("a")));
   EXPECT_EQ(fakes::thrownBy([&] { blocking.readMessage("text"); }),
             ": MsgIpc: expected message text, got other");
+  EXPECT_EQ(fakes::thrownBy([&] { blocking.readMessage("text"); }),
+            ": MsgIpc: expected message text, peer reports bad msg name 'ping'");
   EXPECT_EQ(fakes::thrownBy([&] { blocking.readMessage("text"); }), "EndOfMsg: End of message");
   blocking.readMessage("text");
   EXPECT_EQ(reader.messages, Strings{"text:a"});

@@ -2,11 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#include <clocale>
+#include <cstdlib>
 #include <string>
 #include <thread>
 
+#include "base/loc/LocaleSetter.h"
 #include "base/plat/builtInResource.h"
 #include "tests/loc/texts.h"
+#include "tests/support/CapturedLog.h"
 #include "tests/support/ScratchFolder.h"
 #include "tests/support/childProcess.h"
 
@@ -65,4 +69,47 @@ TEST(Localize, threadMapsNestAndConcernTheirThreadOnly) {
   EXPECT_EQ(textOf("loc_time_tomorrow"), "demain");
   french.reset();
   EXPECT_EQ(textOf("loc_time_tomorrow"), "morgen");
+}
+
+TEST(Localize, languageOfTheEnvironmentCountsWithoutTheParameter) {
+  EXPECT_EXIT(
+      {
+        setenv("LC_ALL", "C.UTF-8", 1);
+        setenv("LANGUAGE", ":es:", 1);
+        CHILD_CHECK(textOf("loc_time_yesterday") == "ayer");
+        unsetenv("LANGUAGE");
+        Localize::instance().updateLocales();
+        CHILD_CHECK(textOf("loc_time_yesterday") == "yesterday");
+        // The same choice for child libraries, and only one entry of our own.
+        setenv("LANGUAGE", "fr", 1);
+        Localize::instance().setExportLanguage(true);
+        for (const char* locale : {"de", "es"}) {
+          UsingLocale chosen(locale);
+          CHILD_CHECK(getenv("LANGUAGE") ==
+                      (*locale == 'd' ? "de_DE:fr" : std::string("es_ES:fr")));
+        }
+        CHILD_CHECK(textOf("loc_time_yesterday") == "hier");
+        _exit(0);
+      },
+      ExitedWithCode(0), "");
+}
+
+TEST(LocaleSetter, setsASpellingThatTheSystemKnowsAndRestores) {
+  const std::string before = setlocale(LC_ALL, nullptr);
+  CapturedLog captured("Localize:captured:30");
+  captured.take();
+  {
+    loc::LocaleSetter outer("C");
+    EXPECT_STREQ(setlocale(LC_CTYPE, nullptr), "C.UTF-8");
+    loc::LocaleSetter inner("C.utf8");
+    EXPECT_STREQ(setlocale(LC_CTYPE, nullptr), "C.utf8");
+    loc::LocaleSetter unknown("xx_YY.UTF-8@none");
+    EXPECT_FALSE(unknown.isSet());
+  }
+  EXPECT_EQ(setlocale(LC_ALL, nullptr), before);
+  EXPECT_EQ(captured.take(),
+            (std::vector<std::string>{
+                "30 Localize setting locale C.UTF-8", "30 Localize setting locale C.utf8",
+                "30 Localize No OS support for locale \"xx_YY.UTF-8@none\"",
+                "30 Localize restoring locale", "30 Localize restoring locale"}));
 }

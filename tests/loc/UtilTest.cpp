@@ -41,11 +41,30 @@ TEST(Util, localeListsKeepTheFirstPlaceOfAName) {
       {"ja:xx", "ja_JP ja xx en_US en"},
       {"::de::de_DE:", "de_DE de en_US en"},
       {"en_GB:de:de_AT", "en_GB en de_DE de de_AT en_US"},
+      {"_DE:-", "_DE en_US en"},  // used to look for texts of the language ""
   };
   for (const auto& test : cases) {
     std::vector<plat::String> list;
     loc::addLocales(list, test.entries, nullptr);
     EXPECT_EQ(joined(loc::expandLocales(list)), test.expanded) << test.entries;
+  }
+}
+
+TEST(Util, charSetNamesCompareWithoutCaseAndSeparators) {
+  // ISO 8859-15 and others used to be known under one spelling only.
+  const std::vector<std::vector<const char*>> sets = {
+      {"UTF-8", "utf_8"},
+      {"ISO_8859-1", "iso88591"},
+      {"ISO-8859-15", "iso885915"},
+      {"ASCII", "iso-ir-6", "646", "ISO646", "ANSI_X3.4", "ANSI_X3.4-1968"},
+      {nullptr, "-"}};
+  for (size_t i = 0; i < sets.size(); i++) {
+    for (size_t j = 0; j < sets.size(); j++) {
+      for (const char* other : sets[j]) {
+        EXPECT_EQ(loc::charSetFromName(sets[i][0]) == loc::charSetFromName(other), i == j)
+            << i << " " << j;
+      }
+    }
   }
 }
 

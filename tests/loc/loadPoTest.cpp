@@ -7,6 +7,7 @@
 #include "base/loc/TransMap.h"
 #include "base/rdr/MemInStream.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/ScratchFolder.h"
 #include "tests/support/streams.h"
 
 namespace {
@@ -102,4 +103,34 @@ TEST(loadPo, invalidBytesAreReplaced) {
   EXPECT_EQ(po.text("a"), "\xef\xbf\xbd(");
   EXPECT_EQ(po.text("b"), "-");
   EXPECT_EQ(po.log.size(), 3u);
+}
+
+TEST(loadPo, failingFileKeepsWhatWasReadAndNoNameLeadsOutOfTheDirectory) {
+  test::ScratchFolder folder;
+  test::writeFile(folder / "strings.long.po",
+                  "msgid \"a\"\nmsgstr \"1\"\n\n" + std::string(300000, 'x') + "\n");
+  test::writeFile(folder / "strings.empty.po", "");
+  ASSERT_EQ(mkdir((folder / "strings.folder.po").c_str(), 0700), 0);
+  ASSERT_EQ(mkdir((folder / "strings.").c_str(), 0700), 0);  // ".." behind it exists
+  const struct {
+    const char* locale;
+    const char* log;  // how it begins; null: nothing
+  } cases[] = {{"long", "0 Localize Error loading strings from "},
+               {"folder", "0 Localize Error loading strings from "},
+               {"empty", "30 Localize Loaded strings from "},
+               {"none", nullptr},
+               {"/../strings.empty", nullptr}};
+  CapturedLog captured("Localize:captured:30");
+  loc::TransMap map(loc::TransMap::Scope::process, nullptr);
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.locale);
+    captured.take();
+    loc::loadStringsFile(folder.path().c_str(), test.locale, map);
+    ASSERT_EQ(captured.lines.size(), test.log ? 1u : 0u);
+    if (test.log) {
+      EXPECT_EQ(captured.lines[0].find(test.log), 0u) << captured.lines[0];
+    }
+  }
+  map.setLocales({plat::String("long")});
+  EXPECT_NE(map.find("a"), nullptr);
 }

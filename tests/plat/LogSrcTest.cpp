@@ -111,6 +111,39 @@ TEST_F(LogSrcTest, memoryHolds500AndOneNotice) {
   EXPECT_EQ(stored().size(), 252u);
 }
 
+TEST(LogSrcDeathTest, initLoggingReplaysOnceAndFreesTheRest) {
+  auto run = [] {
+    LogDestMem::instance().clear();
+    LogSrc source("TestSource"), other("Other");
+    source.debug("early debug");
+    source.error("early error");
+    CapturedLog log("*:captured:-1");  // refused: nothing is replayed yet
+    log.active = false;
+    LogSrc::setLogSpec("*:captured:30,Test*:captured:100");
+    log.active = true;
+    LogSrc::initLogging();
+    log.active = false;
+    source.error("kept");
+    log.active = true;
+    LogSrc::initLogging();
+    source.debug("late debug");
+    source.debug2("above the level");
+    LogSrc::setLogSpec("Test*:captured:110");
+    other.error("no destination");
+    LogDestMem::instance().replayTo(&log, 0);
+    for (const std::string& line : log.lines) fprintf(stderr, "%s\n", line.c_str());
+    _exit(0);
+  };
+  EXPECT_EXIT(run(), testing::ExitedWithCode(0),
+              "30 LogDestMem Start replaying stored messages\n"
+              "0 TestSource early error\n"
+              "30 LogDestMem Finished replaying stored messages\n"
+              "100 TestSource late debug\n"
+              "0 LogDestMem Start replaying stored messages\n"
+              "0 TestSource kept\n"
+              "0 LogDestMem Finished replaying stored messages\n$");
+}
+
 TEST(LogSrcDeathTest, changingTheSpecificationLosesNoMessage) {
   auto run = [] {
     LogSrc source("TestSource");

@@ -149,6 +149,7 @@ TEST_F(TimerTest, jumpRestartsEveryTimerFromTheReading) {
     bool reported;
     const char* direction;
   } cases[] = {{60000, true, "jumped forwards"},
+               {-500000, true, "jumped forwards"},
                {1000 + 239999, false, nullptr},
                {1000 + 240000, false, "moved backwards"},
                {9000000, true, "moved backwards"}};
@@ -172,4 +173,40 @@ TEST_F(TimerTest, jumpRestartsEveryTimerFromTheReading) {
     EXPECT_EQ("ac", pass());
     EXPECT_EQ(2000, probes[1]->timer->getRemaining());
   }
+}
+
+TEST_F(TimerTest, jumpDuringACallbackForgetsTheOldExpiries) {
+  Probe& a = add('a');
+  Probe& b = add('b');
+  Probe& other = add('c');
+  a.timer->start(100);
+  b.timer->start(100);
+  clock.advance(100);
+  a.action = [&] {
+    clock.advance(-70000);
+    clock.reportJump = true;
+    other.timer->start(10);  // notices the jump
+    return true;
+  };
+  b.action = [] { return true; };
+  EXPECT_EQ("ab", pass());
+  EXPECT_EQ(100, a.timer->getRemaining());
+  EXPECT_EQ(100, b.timer->getRemaining());
+}
+
+TEST_F(TimerTest, nestedManagerTakesOverAndStopsItsTimersAtTheEnd) {
+  Timer& outer = *add('o').timer;
+  Timer& inner = *add('i').timer;
+  outer.start(100);
+  {
+    TimerManager nested(true);
+    inner.start(10);
+    EXPECT_EQ(10, nested.getTimeout());
+    EXPECT_EQ(100, manager.getTimeout());
+    outer.stop();  // belongs to the outer one still
+    EXPECT_EQ(-1, manager.getTimeout());
+    EXPECT_DEATH(TimerManager(), "Assertion 'nested \\|\\| !thrInst' failed");
+  }
+  EXPECT_EQ(&manager, &TimerManager::current());
+  EXPECT_FALSE(inner.isRunning());
 }

@@ -7,7 +7,7 @@ std::span<const CatalogueEntry> frenchTexts() {
       {"plat_bad_argument", "Argument incorrect\u00a0: «\u00a0%S\u00a0»."},
       {"plat_configuration_global_params", "Paramètres globaux"},
       {"plat_configuration_help_default", "par défaut"},
-      {"plat_configuration_log_dests_title", "Destinations du journal\u00a0:"},
+      {"plat_configuration_log_dests_title", "Destinations des journaux\u00a0:"},
       {"plat_configuration_log_names_title", "Noms des journaux\u00a0:"},
       {"plat_configuration_option_usage_only", "Les options sont des paramètres."},
       {"plat_configuration_option_usage_with_extra",
@@ -20,11 +20,13 @@ std::span<const CatalogueEntry> frenchTexts() {
        "Les noms ne sont pas sensibles à la casse.  Les paramètres valides sont répertoriés "
        "ci-dessous."},
       {"plat_missing_argument", "Argument manquant pour «\u00a0%S\u00a0»."},
-      {"plat_param_log", "Enregistrer les événements au format <journal>:<cible>:<niveau>[,...]."},
+      {"plat_param_log",
+       "Enregistrer les événements au format <journal>:<destination>:<niveau>[,...]."},
       {"plat_param_log_keep_days", "Conserver les fichiers journaux pendant X jours."},
       {"plat_param_logdir",
        "Répertoire dans lequel enregistrer la sortie du journal dirigée vers un fichier."},
-      {"plat_param_logfile", "Fichier dans lequel enregistrer la sortie du journal."},
+      {"plat_param_logfile",
+       "Fichier dans lequel enregistrer la sortie du journal dirigée vers un fichier."},
       {"plat_press_return_to_continue", "Appuyez sur la touche Entrée pour continuer"},
       {"plat_run_with_help", "Exécutez avec -help pour afficher l’aide sur l’utilisation."},
       {"plat_string_too_long", "Chaîne trop longue"},
@@ -35,8 +37,8 @@ std::span<const CatalogueEntry> frenchTexts() {
 
       {"loc_param_locale",
        "Paramètres régionaux à utiliser. Spécifiez en_US, de_DE, es_ES, fr_FR ou pt_BR, ou laissez "
-       "ce champ vide pour utiliser les paramètres régionaux de l’utilisateur ou du système, selon "
-       "le cas."},
+       "cette valeur vide pour utiliser les paramètres régionaux de l’utilisateur ou du système, "
+       "selon le cas."},
       {"loc_byterate_unit_sing", "%D octet/s"},
       {"loc_byterate_unit_many", "%D octets/s"},
       {"loc_byterate_kibi_sing", "%D Ko/s"},
@@ -70,14 +72,14 @@ std::span<const CatalogueEntry> frenchTexts() {
        "Point de terminaison non valide\u00a0: le port n’est pas spécifié correctement"},
       {"io_error_endpoint_bracket",
        "Point de terminaison non valide\u00a0: «\u00a0[\u00a0» non refermé dans l’hôte"},
-      {"io_error_endpoint_empty", "Point de terminaison non valide\u00a0: hôte ou port vide"},
+      {"io_error_endpoint_empty", "Point de terminaison non valide\u00a0: hôte ou port manquant"},
       {"io_error_endpoint_general", "Point de terminaison non valide"},
       {"io_error_tcp_timedout", "Le délai de connexion a expiré"},
 
       {"receiver_param_name", "Nom du point de terminaison auquel les travaux sont annoncés."},
       {"receiver_param_output",
-       "Répertoire dans lequel enregistrer les documents reçus\u00a0; les pages deviennent des images "
-       "PNG."},
+       "Répertoire dans lequel enregistrer les documents reçus\u00a0; les pages deviennent des "
+       "images PNG."},
       {"receiver_param_timeout",
        "Délai, en secondes, dans lequel une connexion doit annoncer son travail."},
       {"receiver_param_join", "Réunir les pages d’un travail en un seul document PDF."},

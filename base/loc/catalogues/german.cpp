@@ -21,8 +21,8 @@ std::span<const CatalogueEntry> germanTexts() {
       {"plat_param_log", "Ereignisse im Format <Protokoll>:<Ziel>:<Stufe>[,...] aufzeichnen."},
       {"plat_param_log_keep_days", "Protokolldateien X Tage lang aufbewahren."},
       {"plat_param_logdir",
-       "Verzeichnis, in dem Protokollausgaben in eine Datei geschrieben werden."},
-      {"plat_param_logfile", "Datei, in die Protokollausgaben geschrieben werden."},
+       "Verzeichnis für Protokollausgaben, die in eine Datei geleitet werden."},
+      {"plat_param_logfile", "Datei für Protokollausgaben, die in eine Datei geleitet werden."},
       {"plat_press_return_to_continue", "Zum Fortfahren die Eingabetaste drücken"},
       {"plat_run_with_help", "Mit -help aufrufen, um Hinweise zur Verwendung zu erhalten."},
       {"plat_string_too_long", "Zeichenfolge zu lang"},
@@ -80,7 +80,7 @@ std::span<const CatalogueEntry> germanTexts() {
        "Befehl, der für jedes empfangene Dokument ohne Shell ausgeführt wird, mit dem Dokument als "
        "letztem Argument."},
       {"receiver_param_log_server",
-       "Socket des Servers, der an ipc gerichtete Protokollausgaben sammelt."},
+       "Socket des Servers, der die nach ipc geleiteten Protokollausgaben sammelt."},
   };
   return texts;
 }

@@ -4,7 +4,7 @@ namespace loc {
 
 std::span<const CatalogueEntry> portugueseTexts() {
   static constexpr CatalogueEntry texts[] = {
-      {"plat_bad_argument", "Argumento inválido: '%S'."},
+      {"plat_bad_argument", "Argumento inválido: “%S”."},
       {"plat_configuration_global_params", "Parâmetros globais"},
       {"plat_configuration_help_default", "padrão"},
       {"plat_configuration_log_dests_title", "Destinos de log:"},
@@ -18,11 +18,11 @@ std::span<const CatalogueEntry> portugueseTexts() {
        "Outras formas válidas são <parâmetro>=<valor> -<parâmetro>=<valor> --<parâmetro>=<valor>\n"
        "Os nomes não diferenciam maiúsculas de minúsculas.  Os parâmetros válidos estão listados "
        "abaixo."},
-      {"plat_missing_argument", "Falta o argumento de '%S'."},
+      {"plat_missing_argument", "Falta o argumento de “%S”."},
       {"plat_param_log", "Registrar eventos no formato <log>:<destino>:<nível>[,...]."},
       {"plat_param_log_keep_days", "Manter os arquivos de log por X dias."},
       {"plat_param_logdir", "Diretório no qual armazenar a saída de log direcionada para arquivo."},
-      {"plat_param_logfile", "Arquivo no qual armazenar a saída de log."},
+      {"plat_param_logfile", "Arquivo no qual armazenar a saída de log direcionada para arquivo."},
       {"plat_press_return_to_continue", "Pressione a tecla Enter para continuar"},
       {"plat_run_with_help", "Execute com -help para ver as instruções de uso."},
       {"plat_string_too_long", "Texto longo demais"},
@@ -65,12 +65,12 @@ std::span<const CatalogueEntry> portugueseTexts() {
        "Ponto de extremidade inválido: sequência de escape %% incorreta"},
       {"io_error_endpoint_badport",
        "Ponto de extremidade inválido: porta não especificada corretamente"},
-      {"io_error_endpoint_bracket", "Ponto de extremidade inválido: \"[\" sem fechamento no host"},
-      {"io_error_endpoint_empty", "Ponto de extremidade inválido: host e/ou porta em branco"},
+      {"io_error_endpoint_bracket", "Ponto de extremidade inválido: “[” sem fechamento no host"},
+      {"io_error_endpoint_empty", "Ponto de extremidade inválido: host e/ou porta ausentes"},
       {"io_error_endpoint_general", "Ponto de extremidade inválido"},
-      {"io_error_tcp_timedout", "O tempo limite da conexão foi esgotado"},
+      {"io_error_tcp_timedout", "O tempo limite da conexão se esgotou"},
 
-      {"receiver_param_name", "Nome do ponto de conexão em que os trabalhos são anunciados."},
+      {"receiver_param_name", "Nome do ponto de extremidade em que os trabalhos são anunciados."},
       {"receiver_param_output",
        "Diretório no qual armazenar os documentos recebidos; as páginas se tornam imagens PNG."},
       {"receiver_param_timeout", "Segundos que uma conexão tem para anunciar seu trabalho."},

@@ -24,7 +24,8 @@ std::span<const CatalogueEntry> spanishTexts() {
       {"plat_param_log_keep_days", "Conservar los archivos de registro durante X días."},
       {"plat_param_logdir",
        "Directorio en el que se guarda la salida del registro dirigida a un archivo."},
-      {"plat_param_logfile", "Archivo en el que se guarda la salida del registro."},
+      {"plat_param_logfile",
+       "Archivo en el que se guarda la salida del registro dirigida a un archivo."},
       {"plat_press_return_to_continue", "Pulse la tecla Intro para continuar"},
       {"plat_run_with_help", "Ejecute el programa con -help para ver cómo se usa."},
       {"plat_string_too_long", "Cadena demasiado larga"},
@@ -35,7 +36,7 @@ std::span<const CatalogueEntry> spanishTexts() {
 
       {"loc_param_locale",
        "Configuración regional que se utilizará. Especifique en_US, de_DE, es_ES, fr_FR o pt_BR, o "
-       "déjelo en blanco para seleccionar la configuración regional del usuario o del sistema, "
+       "deje el valor en blanco para usar la configuración regional del usuario o del sistema, "
        "según corresponda."},
       {"loc_byterate_unit_sing", "%D byte/s"},
       {"loc_byterate_unit_many", "%D bytes/s"},
@@ -69,7 +70,7 @@ std::span<const CatalogueEntry> spanishTexts() {
       {"io_error_endpoint_badport",
        "Punto de conexión no válido: el puerto no se ha especificado correctamente"},
       {"io_error_endpoint_bracket", "Punto de conexión no válido: «[» sin cerrar en el host"},
-      {"io_error_endpoint_empty", "Punto de conexión no válido: host o puerto vacío"},
+      {"io_error_endpoint_empty", "Punto de conexión no válido: falta el host o el puerto"},
       {"io_error_endpoint_general", "Punto de conexión no válido"},
       {"io_error_tcp_timedout", "Se agotó el tiempo de espera de la conexión"},
 
