@@ -15,8 +15,8 @@
 #include "base/os/unix/UnixIo.h"
 #include "base/plat/LogSrc.h"
 #include "base/plat/logipc/LogDestIpc.h"
-#include "tests/io/PollManager.h"
 #include "tests/support/ScratchFolder.h"
+#include "tests/support/TestLoop.h"
 
 namespace {
 
@@ -80,7 +80,7 @@ struct LogChannelTest : testing::Test {
 
   test::ScratchFolder folder;
   const std::string path = folder / "socket";
-  PollManager loop;
+  TestLoop loop;
   std::optional<Collector> collector;
 };
 

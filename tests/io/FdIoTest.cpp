@@ -11,7 +11,6 @@
 #include <string>
 #include <vector>
 
-#include "PollManager.h"
 #include "base/io/IoHandler.h"
 #include "base/plat/Configuration.h"
 #include "base/plat/LogDest.h"
@@ -19,6 +18,7 @@
 #include "base/plat/unix/OwnedFd.h"
 #include "base/rdr/MemInStream.h"
 #include "base/rdr/MemOutStream.h"
+#include "tests/support/TestLoop.h"
 
 namespace {
 
@@ -121,7 +121,7 @@ struct FdIoTest : testing::Test {
     if (ended) *ended = count == 0;
     return bytes;
   }
-  std::string receiveToEnd(PollManager& manager) {
+  std::string receiveToEnd(TestLoop& manager) {
     std::string bytes;
     bool ended = false;
     EXPECT_TRUE(manager.runUntil([&] {
@@ -215,7 +215,7 @@ TEST_F(FdIoTest, shutdownInBlockingModeIsImmediate) {
 }
 
 TEST_F(FdIoTest, messagesArriveWholeAndTheEndShutsDown) {
-  PollManager manager;
+  TestLoop manager;
   io->setHandler(&handler, true);
   const std::string stream = "\3one\5three";
   for (size_t i = 0; i < stream.size(); i++) {
@@ -234,7 +234,7 @@ TEST_F(FdIoTest, messagesArriveWholeAndTheEndShutsDown) {
 }
 
 TEST_F(FdIoTest, bufferedBytesAreToldOfWithoutNewOnes) {
-  PollManager manager;
+  TestLoop manager;
   send("\1a\1b\1c");
   EXPECT_STREQ(io->in()->readStringU8().get(), "a");
   io->setHandler(&handler, false);
@@ -256,7 +256,7 @@ TEST_F(FdIoTest, bufferedBytesAreToldOfWithoutNewOnes) {
 
 TEST_F(FdIoTest, connectingWaitsToBecomeWritable) {
   connect(true);
-  PollManager manager;
+  TestLoop manager;
   io->setHandler(&handler, true);
   manager.processEvents();
   EXPECT_EQ(handler.writableCalls, 0);
@@ -265,7 +265,7 @@ TEST_F(FdIoTest, connectingWaitsToBecomeWritable) {
 }
 
 TEST_F(FdIoTest, backlogGoesOutAsThePeerReads) {
-  PollManager manager;
+  TestLoop manager;
   io->setHandler(&handler, false);
   writeBacklog();
   std::string received;
@@ -284,7 +284,7 @@ TEST_F(FdIoTest, flushingShutdownDeliversEverythingFirst) {
   for (bool full : {true, false}) {
     SCOPED_TRACE(full);
     connect();
-    PollManager manager;
+    TestLoop manager;
     handler = {};
     handler.failing = true;
     io->setHandler(&handler, false);
@@ -306,7 +306,7 @@ TEST_F(FdIoTest, streamShutdownClosesTheWriteSideOnceDelivered) {
   for (bool full : {true, false}) {
     SCOPED_TRACE(full);
     connect();
-    PollManager manager;
+    TestLoop manager;
     handler = {};
     io->setHandler(&handler, false);
     full ? writeBacklog() : write("bye");  // never flushed by its writer
@@ -325,7 +325,7 @@ TEST_F(FdIoTest, peerThatTakesNothingTimesOut) {
   for (bool shuttingDown : {false, true}) {
     SCOPED_TRACE(shuttingDown);
     connect();
-    PollManager manager;
+    TestLoop manager;
     handler = {};
     io->setHandler(&handler, false);
     writeBacklog();
@@ -344,7 +344,7 @@ TEST_F(FdIoTest, flushTimeoutIsCappedToWhatATimerCanHold) {
   } table[] = {{"60", 60000}, {"2147483", 2147483000}, {"2147484", 2147483647}};
   for (auto& row : table) {
     setFlushTimeout(row.seconds);
-    PollManager manager;
+    TestLoop manager;
     io->setHandler(&handler, false);
     writeBacklog();
     manager.runIdle();
@@ -357,7 +357,7 @@ TEST_F(FdIoTest, flushTimeoutIsCappedToWhatATimerCanHold) {
 }
 
 TEST_F(FdIoTest, writeErrorShutsDown) {
-  PollManager manager;
+  TestLoop manager;
   io->setHandler(&handler, false);
   writeBacklog();
   shutdown(peer->get(), SHUT_RD);
@@ -372,7 +372,7 @@ TEST_F(FdIoTest, managerThatGoesFinishesShutdownsAndLeavesTheRest) {
   for (bool shuttingDown : {true, false}) {
     connect();
     {
-      PollManager manager;
+      TestLoop manager;
       io->setHandler(&handler, true);
       if (shuttingDown) io->shutdown(true, true);
     }
@@ -386,11 +386,11 @@ TEST_F(FdIoTest, destructionLeavesTheManagerInEveryState) {
   for (int state : {0, 1, 2}) {
     SCOPED_TRACE(state);
     connect();
-    PollManager manager;
+    TestLoop manager;
     io->setHandler(&handler, true);
     if (state > 0) io->shutdown(true, state == 1);
     endIo();
-    EXPECT_FALSE(manager.isAnyWatched());
+    EXPECT_FALSE(manager.isWatching());
     manager.runIdle();
     EXPECT_EQ(handler.completed, 0);
   }

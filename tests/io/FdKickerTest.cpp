@@ -6,7 +6,7 @@
 #include <string>
 #include <thread>
 
-#include "PollManager.h"
+#include "tests/support/TestLoop.h"
 
 namespace {
 
@@ -25,7 +25,7 @@ struct Kicked : io::FdKickerCallback {
 };
 
 TEST(FdKicker, kickFromAnotherThreadWakesTheLoop) {
-  PollManager manager;
+  TestLoop manager;
   Kicked kicked;
   io::FdKicker kicker(&kicked);
   std::thread other([&] {
@@ -37,7 +37,7 @@ TEST(FdKicker, kickFromAnotherThreadWakesTheLoop) {
 }
 
 TEST(FdKicker, fullPipeDropsKicksAndDrainEmptiesIt) {
-  PollManager manager;
+  TestLoop manager;
   Kicked kicked;
   kicked.drain = true;
   io::FdKicker kicker(&kicked);
@@ -51,12 +51,12 @@ TEST(FdKicker, fullPipeDropsKicksAndDrainEmptiesIt) {
 
 TEST(FdKicker, livesLongerOrShorterThanItsManager) {
   Kicked kicked;
-  std::optional<PollManager> manager(std::in_place);
+  std::optional<TestLoop> manager(std::in_place);
   auto kicker = std::make_unique<io::FdKicker>(&kicked);
   kicker.reset();
-  EXPECT_FALSE(manager->isAnyWatched());
+  EXPECT_FALSE(manager->isWatching());
   kicker = std::make_unique<io::FdKicker>(&kicked);
-  EXPECT_TRUE(manager->isAnyWatched());
+  EXPECT_TRUE(manager->isWatching());
   manager.reset();
   kicker->kick(1);
 }

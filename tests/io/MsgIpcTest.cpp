@@ -10,11 +10,11 @@
 #include <utility>
 #include <vector>
 
-#include "PollManager.h"
 #include "base/io/FdIo.h"
 #include "base/os/SocketUtil.h"
 #include "base/plat/unix/OwnedFd.h"
 #include "base/rdr/Exceptions.h"
+#include "tests/support/TestLoop.h"
 #include "tests/support/streams.h"
 
 namespace {
@@ -69,7 +69,7 @@ struct NameFilter : io::MsgIpc::Filter {
 
 // The event-driven use of a socket.
 struct MsgIpcEvents : testing::Test {
-  PollManager manager;
+  TestLoop manager;
   NameFilter filter;
   TextReader reader;
   io::MsgIpc ipc{&filter, "sock", false, false};

@@ -14,7 +14,7 @@
 #include "base/os/SocketUtil.h"
 #include "base/plat/Assertion.h"
 #include "base/plat/LogSrc.h"
-#include "tests/io/PollManager.h"
+#include "tests/support/TestLoop.h"
 
 namespace {
 
@@ -47,7 +47,7 @@ struct Server : io::MsgIpc::Reader {
 };
 
 struct LogDestIpcTest : testing::Test {
-  PollManager manager;
+  TestLoop manager;
   io::MsgIpc channel{nullptr, "channel", false, true};
   std::optional<Server> server;
 

@@ -6,7 +6,7 @@
 #include "base/io/unix/SelectManager.h"
 
 // The waiting loop of the product, turned by hand.
-class PollManager : public io::SelectManager {
+class TestLoop : public io::SelectManager {
  public:
   // Runs until the condition holds; false when it did not within ten seconds.
   bool runUntil(const std::function<bool()>& condition) {
@@ -23,6 +23,4 @@ class PollManager : public io::SelectManager {
     while (waitOnce(0)) {
     }
   }
-
-  bool isAnyWatched() const { return isWatching(); }
 };
