@@ -41,9 +41,18 @@ struct NextBytes {
   }
 };
 
+// What cannot be looked into, or read at all, is for the library to refuse. Any other
+// failure must not pass for the end of the document.
+void checkPeek(ssize_t count, const char* call) {
+  if (count < 0 && errno != EINVAL && errno != EBADF && errno != EISDIR) {
+    throw plat::SystemException(call, errno);
+  }
+}
+
 NextBytes peekFile(int fd, off_t position) {
   NextBytes next;
   ssize_t count = pread(fd, next.bytes, sizeof next.bytes, position);
+  checkPeek(count, "pread");
   if (count > 0) next.count = static_cast<size_t>(count);
   return next;
 }
@@ -61,6 +70,7 @@ NextBytes peekPipe(int fd) {
     ssize_t count = tee(fd, copyIn.get(), sizeof next.bytes, SPLICE_F_NONBLOCK);
     if (count < 0 && (errno == EINTR || errno == EAGAIN)) continue;
     if (count > 0) count = read(copy.get(), next.bytes, static_cast<size_t>(count));
+    checkPeek(count, "tee");
     if (count <= 0) return next;
     next.count = static_cast<size_t>(count);
     if (ended || next.isWholeWord() || !next.mayBecomeSyncWord()) return next;

@@ -17,10 +17,11 @@ class RasterStreams : private plat::NonCopyable {
   RasterStreams(int newFd, const char* newName);
 
   // At the start of a stream; the caller owns what is returned. Throws
-  // plat::ExceptionFmt "cupsRasterOpen('%s') failed".
+  // plat::ExceptionFmt "cupsRasterOpen('%s') failed", and as openFollowing() does.
   cups_raster_t* open();
   // Where a page header, or the end, is due in the stream opened last: opens the stream
-  // that starts here instead; null when none does. Waits until that is known.
+  // that starts here instead; null when none does. Waits until that is known. Throws
+  // plat::SystemException "pread", "tee" or "pipe2" when it cannot be found out.
   cups_raster_t* openFollowing();
 
  private:

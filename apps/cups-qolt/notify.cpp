@@ -1,28 +1,62 @@
 #include "apps/cups-qolt/notify.h"
 
+#include <sys/socket.h>
+#include <sys/stat.h>
+
 #include <cstdio>
 #include <memory>
 
+#include "base/os/LocalPrivateDir.h"
 #include "base/os/PipeNameScoped.h"
 #include "base/os/unix/UnixIo.h"
+#include "base/plat/Exception.h"
 #include "base/plat/SString.h"
 #include "base/rdr/OutStream.h"
+
+namespace {
+
+constexpr uid_t rootUid = 0;
+
+// Of a link its owner chooses where it leads.
+bool isDirectoryOf(const char* path, uid_t uid) {
+  struct stat info;
+  return lstat(path, &info) == 0 && S_ISDIR(info.st_mode) &&
+         (info.st_uid == uid || info.st_uid == rootUid);
+}
+
+}  // namespace
 
 void notifyServer(uint32_t uid, const char* name, const char* descriptionPath,
                   const std::vector<plat::String>& documents, TempFileSet& tempFiles) {
   char user[16] = "";
   plat::sstrAppendFormat(user, sizeof(user), "%u", uid);
+  plat::String directory = os::LocalPrivateDir::get(user);
   plat::String endpoint = os::PipeNameScoped::name(name, user, nullptr, 0, -1);
 
   fprintf(stderr, "qolt: connecting to socket \"%s\"\n", endpoint.get());
+  // Looked at first: in /tmp, which is sticky, nobody else can replace it afterwards.
+  bool ownDirectory = isDirectoryOf(directory.get(), uid);
   auto server = std::make_unique<os::UnixIo>(endpoint.get(), -1, false);
   fprintf(stderr, "qolt: socket connected successfully\n");
+
+  // Whoever else listens would swallow the job, and a foreign directory may lead to any
+  // other program of the account.
+  if (server->getPeerEuid() != rootUid) server->namedPipeCredCheck(uid);
+  if (!ownDirectory) {
+    throw plat::ExceptionFmt("namedPipeCredCheck: uid mismatch (%s)", directory.get());
+  }
 
   // From the first byte on the server may take the files, so a cancelled job must
   // not unlink them any more.
   SigtermHold hold;
-  server->out()->writeString(descriptionPath);
-  server->out()->flush();
+  try {
+    server->out()->writeString(descriptionPath);
+    server->out()->flush();
+  } catch (const plat::Exception&) {
+    // The stream's destructor would try once more, and announce a job that has failed.
+    shutdown(server->getFd(), SHUT_RDWR);
+    throw;
+  }
   tempFiles.erase(descriptionPath);
   for (const plat::String& document : documents) tempFiles.erase(document.get());
 }

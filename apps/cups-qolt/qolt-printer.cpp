@@ -24,6 +24,14 @@
 
 namespace {
 
+// The number of a closed stream would go to a file of the job, or to the connection, and
+// messages would land there. Reading still fails as from a closed one.
+void occupyStandardStreams() {
+  for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
+    if (fcntl(fd, F_GETFD) < 0) open("/dev/null", O_WRONLY);
+  }
+}
+
 plat::String withSuffix(const plat::String& prefix, const char* suffix) {
   plat::DString path(prefix.get());
   path.append(suffix);
@@ -79,6 +87,7 @@ void printJob(const char* jobId, const char* title, const char* fileName, TempFi
 
 int main(int argc, char** argv) {
   os::AppInfo::set("print", "Quenfor", "qolt", nullptr, nullptr);
+  occupyStandardStreams();
   // A broken pipe is an error of the write like any other, which cleans up.
   signal(SIGPIPE, SIG_IGN);
 
