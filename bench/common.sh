@@ -1,5 +1,5 @@
 # Sourced by the benchmark scripts, which stand in the project's root. With
-# QOLT_BENCH_BUILD=DIR they build nothing and take the programs in DIR/bin.
+# QOLT_BENCH_BUILD=DIR they build nothing and take what is in DIR.
 
 scratch=$(mktemp -d "${TMPDIR:-/tmp}/qolt-bench.XXXXXX")
 receiver=''
@@ -15,7 +15,7 @@ trap clean EXIT
 trap 'exit 130' INT
 trap 'exit 143' TERM
 
-# build PROGRAM...: sets $bin.
+# build TARGET...: sets $bin.
 build() {
   bin=$PWD/build/bench/bin
   if [ -n "${QOLT_BENCH_BUILD:-}" ]; then

@@ -111,6 +111,13 @@ Result Command::run() const {
   return Process(*this).wait();
 }
 
+uint64_t peakMemory(pid_t pid) {
+  std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+  uint64_t kib = 0;
+  for (std::string line; std::getline(status, line);) sscanf(line.c_str(), "VmHWM: %lu", &kib);
+  return kib * 1024;
+}
+
 Process::Process(const Command& command)
     : name(command.arguments[0]),
       pendingInput(command.bytes),
@@ -180,13 +187,6 @@ bool Process::waitFor(const std::string& text) {
 
 void Process::signal(int number) {
   kill(pid, number);
-}
-
-uint64_t Process::peakMemory() const {
-  std::ifstream status("/proc/" + std::to_string(pid) + "/status");
-  uint64_t kib = 0;
-  for (std::string line; std::getline(status, line);) sscanf(line.c_str(), "VmHWM: %lu", &kib);
-  return kib * 1024;
 }
 
 size_t Process::openDescriptors() const {

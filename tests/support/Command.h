@@ -39,6 +39,9 @@ struct Command {
   std::function<bool()> hook;
 };
 
+// Resident bytes of a running program, 0 when there is none.
+uint64_t peakMemory(pid_t pid);
+
 // A command in a child process. Whatever waits gives up after a minute with a test
 // failure and kills the child. The destructor ends it, with SIGTERM if that helps.
 class Process {
@@ -52,7 +55,7 @@ class Process {
   bool waitFor(const std::string& text);
   void endInput(const std::string& lastBytes);
   void signal(int number);
-  uint64_t peakMemory() const;  // resident bytes of the running program
+  uint64_t peakMemory() const { return test::peakMemory(pid); }
   size_t openDescriptors() const;
   Result wait();
 

@@ -1,5 +1,6 @@
 #include "tests/support/FakeServer.h"
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -53,6 +54,19 @@ std::string FakeServer::receive() {
   if (n < 0) bytes = "(nobody connected)";
   close(peer);
   return bytes;
+}
+
+std::string FakeServer::receiveAtOnce() {
+  pollfd waiting = {fd, POLLIN, 0};
+  return poll(&waiting, 1, 0) > 0 ? receive() : "";
+}
+
+void FakeServer::listenAs(uid_t uid) {
+  uid_t own = geteuid();
+  // listen() takes the credentials down.
+  if (seteuid(uid) < 0 || listen(fd, 8) < 0 || seteuid(own) < 0) {
+    throw std::runtime_error("cannot listen as another user");
+  }
 }
 
 BusyServer::BusyServer(const Account& account, const std::string& name) : server(account, name, 0) {

@@ -19,6 +19,10 @@ class FakeServer {
   const std::string& socketPath() const { return path; }
   // One connection, read to its end.
   std::string receive();
+  // Of those that have come so far; "" when there is none.
+  std::string receiveAtOnce();
+  // From now on clients see a server of this user.
+  void listenAs(uid_t uid);
 
  private:
   std::string folder;

@@ -15,14 +15,23 @@ namespace {
 // Sets up the folder and becomes the scheduler.
 constexpr char starter[] = QOLT_SOURCE_DIR "/scripts/private-scheduler";
 
+// From what lp says.
+int jobId(const std::string& queue, const Result& lp) {
+  int id = 0;
+  EXPECT_EQ(sscanf(lp.out.c_str(), ("request id is " + queue + "-%d").c_str(), &id), 1)
+      << lp.out << lp.err;
+  return id;
+}
+
 }  // namespace
 
 std::string PrivateScheduler::missing() {
   for (const char* file : {"/usr/sbin/cupsd", "/usr/bin/lp", "/usr/bin/lpstat", "/usr/bin/cancel",
-                           "/usr/sbin/lpadmin", "/usr/sbin/lpinfo", "/usr/sbin/cupsfilter",
-                           "/usr/lib/cups/filter/pdftopdf", "/usr/lib/cups/filter/pdftops",
-                           "/usr/lib/cups/filter/texttopdf", "/usr/lib/cups/filter/imagetopdf",
-                           "/usr/lib/cups/filter/gstoraster", "/usr/bin/pdftops", "/usr/bin/gs"}) {
+                           "/usr/sbin/lpadmin", "/usr/sbin/lpinfo", "/usr/sbin/cupsenable",
+                           "/usr/sbin/cupsfilter", "/usr/lib/cups/filter/pdftopdf",
+                           "/usr/lib/cups/filter/pdftops", "/usr/lib/cups/filter/texttopdf",
+                           "/usr/lib/cups/filter/imagetopdf", "/usr/lib/cups/filter/gstoraster",
+                           "/usr/lib/cups/filter/bannertopdf", "/usr/bin/pdftops", "/usr/bin/gs"}) {
     if (access(file, X_OK) < 0) return file;
   }
   return "";
@@ -38,19 +47,22 @@ PrivateScheduler::PrivateScheduler(const std::vector<Backend>& backends) {
   if (!running) throw std::runtime_error("the scheduler does not start\n" + log());
 }
 
-Result PrivateScheduler::client(std::vector<std::string> arguments) {
+Command PrivateScheduler::clientCommand(std::vector<std::string> arguments) const {
   Command command(std::move(arguments));
   std::ifstream variables(scratch / "environment");
   for (std::string line; std::getline(variables, line);) {
     size_t equals = line.find('=');
     command.env(line.substr(0, equals), line.substr(equals + 1));
   }
-  return command.run();
+  return command;
 }
 
 void PrivateScheduler::addQueue(const std::string& name, const std::string& uri,
-                                const std::string& ppd) {
-  auto result = client({"/usr/sbin/lpadmin", "-p", name, "-v", uri, "-P", ppd, "-E"});
+                                const std::string& ppd, const std::vector<std::string>& options) {
+  std::vector<std::string> arguments = {"/usr/sbin/lpadmin", "-p", name, "-v", uri, "-P", ppd};
+  arguments.insert(arguments.end(), options.begin(), options.end());
+  arguments.push_back("-E");
+  auto result = client(arguments);
   EXPECT_EQ(result.status, 0) << result.err;
 }
 
@@ -59,11 +71,18 @@ int PrivateScheduler::print(const std::string& queue, const std::vector<std::str
   std::vector<std::string> arguments = {"/usr/bin/lp", "-d", queue};
   arguments.insert(arguments.end(), options.begin(), options.end());
   arguments.insert(arguments.end(), documents.begin(), documents.end());
-  auto result = client(arguments);
-  int job = 0;
-  EXPECT_EQ(sscanf(result.out.c_str(), ("request id is " + queue + "-%d").c_str(), &job), 1)
-      << result.out << result.err;
-  return job;
+  return jobId(queue, client(arguments));
+}
+
+std::vector<int> PrivateScheduler::printTogether(const std::vector<Job>& jobs) {
+  std::vector<std::unique_ptr<Process>> clients;
+  for (const Job& job : jobs) {
+    clients.push_back(
+        std::make_unique<Process>(clientCommand({"/usr/bin/lp", "-d", job.queue, job.document})));
+  }
+  std::vector<int> ids;
+  for (size_t i = 0; i < jobs.size(); i++) ids.push_back(jobId(jobs[i].queue, clients[i]->wait()));
+  return ids;
 }
 
 std::string PrivateScheduler::waitForLog(int job, const std::string& text) {

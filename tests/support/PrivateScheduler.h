@@ -24,11 +24,21 @@ class PrivateScheduler {
 
   const ScratchFolder& folder() const { return scratch; }
   // A client program of CUPS, against this scheduler.
-  Result client(std::vector<std::string> arguments);
-  void addQueue(const std::string& name, const std::string& uri, const std::string& ppd);
+  Command clientCommand(std::vector<std::string> arguments) const;
+  Result client(std::vector<std::string> arguments) const {
+    return clientCommand(std::move(arguments)).run();
+  }
+  // The options are those of lpadmin.
+  void addQueue(const std::string& name, const std::string& uri, const std::string& ppd,
+                const std::vector<std::string>& options = {});
   // Returns the job id.
   int print(const std::string& queue, const std::vector<std::string>& documents,
             const std::vector<std::string>& options = {});
+  // Jobs of one document each, sent by clients that run side by side. Returns the ids.
+  struct Job {
+    std::string queue, document;
+  };
+  std::vector<int> printTogether(const std::vector<Job>& jobs);
   std::string log() const { return readFile(scratch / "log/error_log"); }
   // Until the job's lines of the log contain the text; returns these lines.
   std::string waitForLog(int job, const std::string& text);

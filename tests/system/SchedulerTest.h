@@ -30,8 +30,18 @@ class SchedulerTest : public SystemTest {
     SystemTest::TearDown();
   }
 
-  static std::string packaged(const std::string& ppd) {
-    return QOLT_SOURCE_DIR "/packaging/" + ppd;
+  static std::string packaged(const std::string& ppd) { return QOLT_BINARY_DIR "/ppd/" + ppd; }
+
+  // A copy of a PPD file whose cupsFilter line is another.
+  std::string withFilter(const std::string& ppd, const std::string& line) {
+    std::string text = test::readFile(packaged(ppd)), path = files / "filter-" + ppd;
+    size_t at = text.find("*cupsFilter:");
+    test::writeFile(path, text.replace(at, text.find('\n', at) - at, line));
+    return path;
+  }
+  // PDF documents go as they are, in the spooled file.
+  std::string asIsPpd() {
+    return withFilter("qolt-pdf.ppd", "*cupsFilter2: \"application/pdf application/pdf 0 -\"");
   }
 
   // And its twin, which stores: "store-" and the name.

@@ -1,12 +1,10 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -79,52 +77,6 @@ class SystemTest : public testing::Test {
     test::Command command({QOLT_RECEIVER, "--name=" + endpoint, "--output=" + output, more});
     command.as(account);
     return command;
-  }
-
-  // Whoever can write to /tmp can guess the names of the job files.
-  void expectForeignEntriesFailTheJob(const std::string& suffix, const test::Command& command) {
-    test::ScratchFolder scratch;
-    const std::string path = jobPath(suffix), victim = scratch / "victim";
-    test::writeFile(victim, "precious");
-    // Nothing but the check stands before it.
-    ASSERT_EQ(chmod(scratch.path().c_str(), 0777) | chmod(victim.c_str(), 0666) |
-                  chown(victim.c_str(), account.uid, account.gid),
-              0);
-    const struct {
-      const char* what;
-      std::function<int(const char*)> plant;
-    } cases[] = {
-        {"symbolic link", [&](const char* name) { return symlink(victim.c_str(), name); }},
-        {"dangling link",
-         [&](const char* name) { return symlink((scratch / "new").c_str(), name); }},
-        {"hard link", [&](const char* name) { return link(victim.c_str(), name); }},
-        {"fifo", [&](const char* name) { return mkfifo(name, 0666) | chmod(name, 0666); }},
-        {"directory", [&](const char* name) { return mkdir(name, 0777); }},
-        {"file of another account",
-         [&](const char* name) {
-           test::writeFile(name, "precious");
-           return chmod(name, 0666) | chown(name, stranger.uid, stranger.gid);
-         }},
-    };
-    for (const auto& c : cases) {
-      SCOPED_TRACE(c.what + (" " + suffix));
-      ASSERT_EQ(c.plant(path.c_str()), 0);
-      struct stat before, after;
-      ASSERT_EQ(lstat(path.c_str(), &before), 0);
-
-      test::Result result = command.run();
-      EXPECT_EQ(result.status, 1);
-      EXPECT_NE(result.err.find("qolt: Error opening \"" + path + "\": "), std::string::npos)
-          << result.err;
-      ASSERT_EQ(lstat(path.c_str(), &after), 0);
-      EXPECT_EQ(after.st_ino, before.st_ino);
-      EXPECT_EQ(after.st_size, before.st_size);
-      EXPECT_EQ(after.st_mode, before.st_mode);
-      EXPECT_EQ(jobFiles(), std::vector<std::string>{path});
-      EXPECT_EQ(test::readFile(victim), "precious");
-      EXPECT_FALSE(std::filesystem::exists(scratch / "new"));
-      std::filesystem::remove(path);
-    }
   }
 
   const test::Account account = test::unprivilegedAccount();

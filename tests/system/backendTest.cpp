@@ -158,29 +158,6 @@ TEST_F(Backend, unprivilegedCallerCannotPrintForOthers) {
   EXPECT_EQ(result.err, "setgid(): Operation not permitted\n");
 }
 
-TEST_F(Backend, foreignEntryUnderAJobFileNameFailsTheJobUntouched) {
-  test::FakeServer server(account, endpoint);
-  for (std::string suffix : {".in", ".ini"}) {
-    expectForeignEntriesFailTheJob(suffix, backend("PDF").input(text));
-  }
-}
-
-TEST_F(Backend, leftoverOfAnEarlierJobIsReplaced) {
-  test::FakeServer server(account, endpoint);
-  for (uid_t owner : {uid_t(0), account.uid}) {
-    SCOPED_TRACE(owner);
-    for (std::string suffix : {".in", ".ini"}) {
-      if (suffix == ".ini" && owner == 0) continue;  // the account may not write to it
-      test::writeFile(jobPath(suffix), std::string(200000, 'o'));
-      ASSERT_EQ(chown(jobPath(suffix).c_str(), owner, 0), 0);
-    }
-    EXPECT_EQ(backend("PDF").input(text).run().status, 0);
-    expectJobFile(".in", text);
-    EXPECT_EQ(test::readFile(jobPath(".ini")), description("PDF"));
-    TearDown();
-  }
-}
-
 // What used to slip through: the last bytes wait in stdio's buffer until the close.
 TEST_F(Backend, documentThatDoesNotFitIsNotAnnounced) {
   const rlim_t limit = 64 * 1024;

@@ -1,4 +1,3 @@
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
@@ -15,6 +14,7 @@
 #include "base/plat/Exception.h"
 #include "base/rdr/FileInStream.h"
 #include "libs/pagefile/PageFileReader.h"
+#include "tests/support/cupsimage/LibraryFolder.h"
 #include "tests/support/cupsimage/library.h"
 #include "tests/support/descriptors.h"
 #include "tests/support/eventually.h"
@@ -24,16 +24,12 @@
 namespace fs = std::filesystem;
 using test::Command;
 using test::CupsImage;
+using test::LibraryFolder;
 using test::Process;
 using test::RasterPage;
 using test::Result;
 
 namespace {
-
-bool hasRealLibrary() {
-  void* library = dlopen(test::fileOf(CupsImage::real), RTLD_LAZY);
-  return library && dlclose(library) == 0;
-}
 
 std::vector<std::string> pagePaths(const std::string& job, int count) {
   std::vector<std::string> paths;
@@ -93,16 +89,6 @@ uint64_t expectPage(test::RasterReader& raster, const std::string& path, uint32_
   return 0;
 }
 
-// Copies of the stand-in, or what else is to be found under the library's name.
-class LibraryFolder {
- public:
-  void put(const std::string& bytes) { test::writeFile(folder / "libcupsimage.so.2", bytes); }
-  Command& use(Command& command) const { return command.env("LD_LIBRARY_PATH", folder.path()); }
-
- private:
-  test::ScratchFolder folder;
-};
-
 // A job whose document the test writes to the pipe `in`.
 struct PipedJob {
   explicit PipedJob(Command command)
@@ -131,7 +117,7 @@ class RasterJob : public SystemTest, public testing::WithParamInterface<CupsImag
     SystemTest::SetUp();
     if (GetParam() == CupsImage::standIn) {
       library.put(test::readFile(test::fileOf(CupsImage::standIn)));
-    } else if (!hasRealLibrary()) {
+    } else if (!test::hasRealLibrary()) {
       GTEST_SKIP() << "libcupsimage.so.2 is not installed";
     }
   }
@@ -322,12 +308,6 @@ TEST_P(RasterJob, emptyPagesAndUnknownResolutionsAreWrittenAsSuch) {
   }
 }
 
-TEST_P(RasterJob, foreignEntryUnderAPageFileNameFailsTheJobUntouched) {
-  test::FakeServer server(account, endpoint);
-  const std::string document = test::rasterStream("RaS3", {test::randomPage(30, 70)});
-  expectForeignEntriesFailTheJob("-0.zrle", raster().input(document));
-}
-
 // The last bytes of a page file wait in stdio's buffer until it is closed.
 TEST_P(RasterJob, pageFileThatDoesNotFitIsNotAnnounced) {
   test::FakeServer server(account, endpoint);
@@ -434,7 +414,7 @@ class RasterQueue : public SchedulerTest {
   void SetUp() override {
     SchedulerTest::SetUp();
     if (IsSkipped()) return;
-    if (!hasRealLibrary()) GTEST_SKIP() << "libcupsimage.so.2 is not installed";
+    if (!test::hasRealLibrary()) GTEST_SKIP() << "libcupsimage.so.2 is not installed";
     addQueue("raster", "ZRLE", packaged("qolt-raster.ppd"));
     test::writeFile(files / "text", text(150));
     test::writeFile(files / "line", text(1));

@@ -26,6 +26,11 @@ inline const char* fileOf(CupsImage library) {
   }
 }
 
+inline bool hasRealLibrary() {
+  void* library = dlopen(fileOf(CupsImage::real), RTLD_LAZY);
+  return library && dlclose(library) == 0;
+}
+
 // Also the names of tests, through testing::PrintToStringParamName.
 inline void PrintTo(CupsImage library, std::ostream* out) {
   *out << (library == CupsImage::real ? "realLibrary" : "standIn");
