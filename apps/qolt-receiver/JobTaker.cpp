@@ -6,6 +6,7 @@
 #include "apps/qolt-receiver/DescriptionFile.h"
 #include "apps/qolt-receiver/jobFile.h"
 #include "apps/qolt-receiver/joinPages.h"
+#include "apps/qolt-receiver/pdfDocuments.h"
 #include "base/plat/Exception.h"
 #include "base/plat/LogSrc.h"
 #include "base/plat/file.h"
@@ -42,32 +43,57 @@ void JobTaker::take(const char* descriptionPath, const DocumentStored& documentS
     printf("received %s\n", place.c_str());
     documentStored(place);
   };
+  const bool hasPages = job.format == pageFormat;
   std::string joined;
-  if (isJoining && job.format == pageFormat && !job.documents.empty()) joined = takeJoined(job);
+  if (isJoining && hasPages && !job.documents.empty()) joined = takeJoined(job);
   if (!joined.empty()) {
     tell(joined);
   } else {
-    for (size_t i = 0; i < job.documents.size(); i++) tell(takeDocument(job, i));
+    for (size_t i = 0; i < job.documents.size(); i++) {
+      if (hasPages) {
+        tell(takePage(job, i));
+      } else {
+        takeDocument(job, i, tell);
+      }
+    }
   }
   plat::fileRemove(descriptionPath);
 }
 
-std::string JobTaker::takeDocument(const DescriptionFile& job, size_t index) {
+std::string JobTaker::takePage(const DescriptionFile& job, size_t index) {
   const char* path = job.documents[index].c_str();
-  const char* extension = extensionOf(job.format);
+  const char* extension = extensionOf(pageFormat);
   const std::string stem = documentStem(job.title, extension, index);
   plat::FilePtr file = openJobFile(path);
-  if (job.format == pageFormat) {
-    try {
-      std::string place = output.create(
-          stem, "png", [&](FILE* picture) { png::writePng(file.get(), path, picture); });
-      plat::fileRemove(path);
-      return place;
-    } catch (const plat::Exception& problem) {
-      log.error("%s", problem.message);
-    }
+  try {
+    std::string place = output.create(
+        stem, "png", [&](FILE* picture) { png::writePng(file.get(), path, picture); });
+    plat::fileRemove(path);
+    return place;
+  } catch (const plat::Exception& problem) {
+    log.error("%s", problem.message);
   }
   return output.moveIn(path, fileno(file.get()), stem, extension);
+}
+
+void JobTaker::takeDocument(const DescriptionFile& job, size_t index, const DocumentStored& tell) {
+  const char* path = job.documents[index].c_str();
+  const char* extension = extensionOf(job.format);
+  plat::FilePtr file = openJobFile(path);
+  const int fd = fileno(file.get());
+  std::vector<off_t> ends;
+  if (job.format == "PDF") ends = pdfDocumentEnds(fd);
+  if (ends.size() < 2) {
+    tell(output.moveIn(path, fd, documentStem(job.title, extension, index), extension));
+    return;
+  }
+  off_t begin = 0;
+  for (off_t end : ends) {
+    tell(output.create(documentStem(job.title, extension, index++), extension,
+                       [&](FILE* part) { copyRange(fd, begin, end, part); }));
+    begin = end;
+  }
+  plat::fileRemove(path);
 }
 
 // Empty when the pages cannot be joined.

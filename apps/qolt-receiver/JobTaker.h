@@ -10,8 +10,9 @@ namespace receiver {
 struct DescriptionFile;
 
 // Takes the documents of a job over into the output folder: PDF and PostScript as they are,
-// pages as PNG pictures or, when they are to be joined, as one PDF document. A page that is
-// no picture, or a broken one, is taken as the file that it is.
+// but PDF documents behind each other as one file each; pages as PNG pictures or, when they
+// are to be joined, as one PDF document. A page that is no picture, or a broken one, is
+// taken as the file that it is.
 class JobTaker {
  public:
   using DocumentStored = std::function<void(const std::string& path)>;
@@ -23,8 +24,9 @@ class JobTaker {
   void take(const char* descriptionPath, const DocumentStored& documentStored);
 
  private:
-  std::string takeDocument(const DescriptionFile& job, size_t index);
+  std::string takePage(const DescriptionFile& job, size_t index);
   std::string takeJoined(const DescriptionFile& job);
+  void takeDocument(const DescriptionFile& job, size_t index, const DocumentStored& tell);
 
   OutputFolder output;
   bool isJoining;

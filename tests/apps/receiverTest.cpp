@@ -3,9 +3,11 @@
 #include "apps/qolt-receiver/DescriptionFile.h"
 #include "apps/qolt-receiver/OutputFolder.h"
 #include "apps/qolt-receiver/message.h"
+#include "apps/qolt-receiver/pdfDocuments.h"
 #include "base/plat/Exception.h"
 #include "base/rdr/Exceptions.h"
 #include "base/rdr/MemInStream.h"
+#include "tests/support/descriptors.h"
 
 using receiver::DescriptionFile;
 
@@ -95,4 +97,26 @@ TEST(documentStem, titleBecomesAHarmlessFileName) {
     SCOPED_TRACE(c.title);
     EXPECT_EQ(receiver::documentStem(c.title, "pdf", 3), c.stem);
   }
+}
+
+TEST(pdfDocuments, documentsBehindEachOtherArePartedWhereverTheyMeet) {
+  const std::string start = "%PDF-1.4\n", end = "%%EOF";
+  // An update of the document, and a document within it.
+  const std::string inner = start + "%%EOF\nupdate\n%%EOF\nstream\n" + start + "%%EOF\nendstream ";
+  for (size_t length : {60u, 65515u, 65530u, 65531u, 65532u, 65535u, 65536u, 131061u, 200000u}) {
+    for (const char* gap : {"", "\n", "\r\n \t\f"}) {
+      SCOPED_TRACE(std::to_string(length) + gap);
+      const std::string first =
+          inner + std::string(length - inner.size() % length, 'x') + end + gap;
+      const std::string second = start + "x" + end + "\n" + gap, third = start;
+      plat::OwnedFd file(test::memoryFile(first + second + third));
+      const off_t firstEnd = static_cast<off_t>(first.size());
+      const off_t secondEnd = firstEnd + static_cast<off_t>(second.size());
+      EXPECT_EQ(
+          receiver::pdfDocumentEnds(file.get()),
+          (std::vector<off_t>{firstEnd, secondEnd, secondEnd + static_cast<off_t>(third.size())}));
+    }
+  }
+  plat::OwnedFd none(test::memoryFile(""));
+  EXPECT_EQ(receiver::pdfDocumentEnds(none.get()), std::vector<off_t>{0});
 }

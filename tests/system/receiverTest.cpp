@@ -95,6 +95,19 @@ TEST_F(Receiver, takesTheJobsOfTheBackendOneAfterAnother) {
   EXPECT_TRUE(jobFiles().empty());
 }
 
+// A viewer would show only the last.
+TEST_F(Receiver, pdfDocumentsBehindEachOtherBecomeFiles) {
+  Process server(receiver(output.path()));
+  ASSERT_TRUE(server.waitFor("listening on"));
+  const std::string one = "%PDF-1.4\n" + std::string(100000, '1') + "%%EOF\n";
+  const std::string two = "%PDF-1.7\n" + std::string(70000, '2') + "%%EOF\n";
+  EXPECT_EQ(backend("PDF").input(one + two).run().status, 0);
+  EXPECT_TRUE(server.waitFor("received " + output / "A title-1.pdf\n"));
+  expectOutput("A title-0.pdf", one);
+  expectOutput("A title-1.pdf", two);
+  EXPECT_TRUE(test::eventually([&] { return jobFiles().empty(); }));
+}
+
 TEST_F(Receiver, pageFilesBecomePicturesAndBrokenOnesStay) {
   Process server(receiver(output.path()));
   ASSERT_TRUE(server.waitFor("listening on"));
