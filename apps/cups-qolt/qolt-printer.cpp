@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <new>
 #include <vector>
 
 #include "apps/cups-qolt/TempFileSet.h"
@@ -106,6 +107,10 @@ int main(int argc, char** argv) {
     printJob(argv[1], argv[3], argc == 7 ? argv[6] : nullptr, tempFiles);
   } catch (const plat::Exception& e) {
     fprintf(stderr, "qolt: %s\n", e.message);
+    return 1;
+  } catch (const std::bad_alloc&) {
+    // Its files must go as those of any other job that fails.
+    fputs("qolt: out of memory\n", stderr);
     return 1;
   }
   return 0;

@@ -345,6 +345,28 @@ TEST_P(RasterJob, cancelledConversionKeepsThePageFilesSoFar) {
   expectPages(document, 1);
 }
 
+// It used to end the process, and the copy of the document stayed.
+TEST_P(RasterJob, pageThatMemoryDoesNotHoldFailsTheJob) {
+#ifdef __SANITIZE_ADDRESS__
+  GTEST_SKIP() << "a sanitizer takes memory of its own";
+#endif
+  // 64 lines of it are 768 MiB.
+  RasterPage page;
+  page.width = 4 << 20;
+  page.height = 64;
+  page.bytesPerLine = page.width * 3;
+  test::ScratchFolder scratch;
+  test::writeFile(scratch / "document", test::rasterStream("RaS3", {page}));
+  Command command = raster(scratch / "document").before([] {
+    rlimit most = {512 << 20, 512 << 20};
+    return setrlimit(RLIMIT_AS, &most) == 0;
+  });
+  Result result = command.run();
+  EXPECT_EQ(result.status, 1);
+  EXPECT_NE(result.err.find("\nqolt: out of memory\n"), std::string::npos) << result.err;
+  EXPECT_EQ(jobFiles(), pagePaths(job, 1));
+}
+
 TEST_P(RasterJob, memoryDoesNotGrowWithTheDocument) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
   GTEST_SKIP() << "a sanitizer takes memory of its own";
