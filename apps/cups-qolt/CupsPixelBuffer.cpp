@@ -70,7 +70,7 @@ bool CupsPixelBuffer::readHeader() {
 bool CupsPixelBuffer::nextPage() {
   if (ended) return false;
   if (pageOpen) {
-    rows.resize(header.cupsBytesPerLine);
+    makeRoom(header.cupsBytesPerLine);
     skipRows(static_cast<int>(header.cupsHeight));
     pageOpen = false;
   }
@@ -96,7 +96,15 @@ bool CupsPixelBuffer::nextPage() {
 }
 
 unsigned CupsPixelBuffer::readRow(size_t offset) {
-  return cupsRasterReadPixels(raster, rows.data() + offset, header.cupsBytesPerLine);
+  return cupsRasterReadPixels(raster, rows.get() + offset, header.cupsBytesPerLine);
+}
+
+void CupsPixelBuffer::makeRoom(size_t bytes) {
+  if (bytes <= room) return;
+  rows.reset();
+  room = 0;
+  rows = std::make_unique_for_overwrite<uint8_t[]>(bytes);
+  room = bytes;
 }
 
 void CupsPixelBuffer::skipRows(int endRow) {
@@ -107,19 +115,19 @@ void CupsPixelBuffer::skipRows(int endRow) {
 }
 
 const uint8_t* CupsPixelBuffer::getPixelsR(const rfb::Rect& r, int* stride) {
-  if (r.isEmpty()) return rows.data();
+  if (r.isEmpty()) return rows.get();
   PLAT_ASSERT_THROW(pageOpen && r.tl.x >= 0 && r.br.x <= rect.br.x);
   if (stride) *stride = rect.br.x;
   size_t rowBytes = header.cupsWidth * bytesPerPixel;
   size_t leftBytes = static_cast<size_t>(r.tl.x) * bytesPerPixel;
   if (cacheRect.encloses(r)) {
-    return rows.data() + rowBytes * static_cast<size_t>(r.tl.y - cacheRect.tl.y) + leftBytes;
+    return rows.get() + rowBytes * static_cast<size_t>(r.tl.y - cacheRect.tl.y) + leftBytes;
   }
   PLAT_ASSERT_THROW(r.tl.y >= cacheRect.br.y);
   cacheRect = {0, r.tl.y, rect.br.x, r.br.y};
   size_t count = static_cast<size_t>(r.br.y - r.tl.y);
   // The last line brings its padding along; that of any other is overwritten by the next.
-  rows.resize(rowBytes * count + (header.cupsBytesPerLine - rowBytes));
+  makeRoom(rowBytes * count + (header.cupsBytesPerLine - rowBytes));
   skipRows(r.tl.y);
   for (size_t i = 0; i < count; ++i) {
     if (readRow(i * rowBytes) < header.cupsBytesPerLine) {
@@ -127,7 +135,7 @@ const uint8_t* CupsPixelBuffer::getPixelsR(const rfb::Rect& r, int* stride) {
     }
     ++rowsRead;
   }
-  return rows.data() + leftBytes;
+  return rows.get() + leftBytes;
 }
 
 }  // namespace cupsraster

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <cstdint>
-#include <vector>
+#include <memory>
 
 #include "apps/cups-qolt/CupsRasterApi.h"
 #include "base/rfb/PixelBuffer.h"
@@ -39,11 +39,14 @@ class CupsPixelBuffer : public rfb::PixelBuffer {
   unsigned readRow(size_t offset);
   // The block holds at least one line.
   void skipRows(int endRow);
+  void makeRoom(size_t bytes);
 
   cups_raster_t* raster;
   cups_page_header_t header = {};
   bool pageOpen = false;
-  std::vector<uint8_t> rows;
+  // Not initialised: what a header asks for becomes real memory as lines arrive.
+  std::unique_ptr<uint8_t[]> rows;
+  size_t room = 0;      // bytes
   rfb::Rect cacheRect;  // what the block holds
   int rowsRead = 0;
   RasterStreams* streams;

@@ -1,6 +1,7 @@
 #include "apps/cups-qolt/CupsPixelBuffer.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <string>
@@ -148,6 +149,24 @@ TEST_P(CupsPixelBufferTest, dataThatEndsInARequestedRowThrows) {
               }),
               ": Unexpected end of CUPS page data");
     EXPECT_FALSE(document.page.nextPage());
+  });
+}
+
+// A header alone used to cost a gigabyte.
+TEST_P(CupsPixelBufferTest, linesTakeMemoryAsTheyArrive) {
+  with([] {
+    RasterPage page;
+    page.width = 5592404;
+    page.height = 64;
+    page.bytesPerLine = 3 * page.width;
+    Document document(test::rasterStream("RaS3", {page}));
+    ASSERT_TRUE(document.page.nextPage());
+    Rect band(0, 0, static_cast<int>(page.width), 64);
+    EXPECT_EQ(fakes::thrownBy([&] { document.page.getPixelsR(band, nullptr); }),
+              ": Unexpected end of CUPS page data");
+    rusage usage;
+    ASSERT_EQ(getrusage(RUSAGE_SELF, &usage), 0);
+    EXPECT_LT(usage.ru_maxrss, 512 * 1024);  // KiB
   });
 }
 
