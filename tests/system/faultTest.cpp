@@ -4,7 +4,6 @@
 #include <csignal>
 #include <map>
 #include <memory>
-#include <optional>
 #include <set>
 #include <sstream>
 
@@ -149,8 +148,10 @@ class FaultTest : public SystemTest {
 
   void expectAnnouncedFiles(Job kind, const Fault& fault) {
     Files found = files();
-    // The copy of a raster document that could not be unlinked.
-    if (fault.call == "unlink" && kind == Job::named) found.erase(jobPath(".in"));
+    // The copy of a raster document is unlinked last.
+    if (kind == Job::named && (fault.call == "unlink" || fault.action == Fault::Action::kill)) {
+      found.erase(jobPath(".in"));
+    }
     if (fault.call == "read" && kind != Job::pdf && found.size() < whole[kind].size()) {
       // The imaging library took the failure for the end.
       std::vector<std::string> pages;
@@ -160,9 +161,6 @@ class FaultTest : public SystemTest {
       for (const std::string& path : pages) EXPECT_TRUE(found[path] == whole[kind].at(path));
       EXPECT_EQ(found[jobPath(".ini")], description("ZRLE", pages));
       return;
-    }
-    if (fault.action == Fault::Action::kill && kind == Job::named) {
-      found.erase(jobPath(".in"));
     }
     EXPECT_TRUE(found == whole[kind]);
   }
@@ -521,6 +519,9 @@ TEST_P(FaultSweep, whereverTheJobIsKilledItIsDeliveredOrDeleted) {
 }
 
 TEST_P(FaultSweep, howeverFewDescriptorsThereAreTheJobIsDeliveredOrFails) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "a sanitizer needs descriptors of its own";
+#endif
   bool delivered = false;
   for (rlim_t limit = 4; !delivered; limit++) {
     SCOPED_TRACE(limit);

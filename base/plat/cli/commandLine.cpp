@@ -49,8 +49,8 @@ void parseCommandLine(Configuration& registry, char**& argv, const HelpCallback&
   parseArgs(registry, argv, help);
   if (!*argv) return;
   DString message;
-  message.appendFormat("%s%s%s", loc::LString("plat_bad_argument", {*argv}).get(), help ? "  " : "",
-                       help ? loc::LString("plat_run_with_help").get() : "");
+  message.appendFormat("%s%s%s", loc::LString("plat_bad_argument", {loc::LArg(*argv)}).get(),
+                       help ? "  " : "", help ? loc::LString("plat_run_with_help").get() : "");
   throw BadCmdLineArg(message.get());
 }
 

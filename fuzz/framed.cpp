@@ -1,0 +1,172 @@
+#include <vector>
+
+#include "base/rdr/Exceptions.h"
+#include "base/rdr/InStreamV4.h"
+#include "base/rdr/MemOutStream.h"
+#include "base/rdr/OutStreamV4.h"
+#include "fuzz/fuzz.h"
+#include "tests/support/streams.h"
+
+namespace {
+
+// The complete messages, by the format.
+std::vector<std::string> messagesIn(const std::string& wire) {
+  std::vector<std::string> messages;
+  std::string message;
+  for (size_t at = 0; wire.size() - at >= 2;) {
+    const unsigned head = static_cast<uint8_t>(wire[at]) << 8 | static_cast<uint8_t>(wire[at + 1]);
+    const size_t length = head & 0x7fff;
+    at += 2;
+    if (wire.size() - at < length) break;
+    message += wire.substr(at, length);
+    at += length;
+    if (head & 0x8000) {
+      messages.push_back(message);
+      message.clear();
+    }
+  }
+  return messages;
+}
+
+void checkWriter(const std::vector<std::string>& messages, int capacity) {
+  rdr::MemOutStream wire(capacity);
+  rdr::OutStreamV4 out(&wire);
+  for (const std::string& message : messages) {
+    out.startMsg();
+    out.writeBytes(message.data(), static_cast<int>(message.size()));
+    out.endMsg(false);
+  }
+  PLAT_ASSERT(messagesIn(fakes::bytesOf(wire)) == messages);
+}
+
+// Reads the messages in the ways that the input chooses, and holds what comes against
+// what should.
+class Reader {
+ public:
+  Reader(const std::string& wire, FuzzedDataProvider& choices)
+      : input(choices),
+        expected(messagesIn(wire)),
+        arrivals(choices.ConsumeIntegralInRange<size_t>(0, 9)),
+        source(wire, choices.ConsumeIntegralInRange(1, 20), static_cast<int>(wire.size()) + 2),
+        in(&source) {
+    if (arrivals > 0) {
+      source.setNonBlocking(true);
+      source.arrived = 0;
+    } else {
+      source.setRewindable(false);
+      in.setRewindable(false);
+    }
+  }
+
+  void run() {
+    const std::string end = fuzz::refusal([&] {
+      for (;;) step();
+    });
+    PLAT_ASSERT(end.starts_with("EndOfStream"));
+    PLAT_ASSERT(complete == expected.size());
+  }
+
+ private:
+  void step() {
+    try {
+      if (!in.startMsg(arrivals == 0)) throw rdr::BlockException();
+      readPiece();
+      PLAT_ASSERT(in.pos() == static_cast<int>(before + at));
+    } catch (const rdr::BlockException&) {
+      PLAT_ASSERT(arrivals > 0);
+      at = checkpoint;
+      source.arrived += arrivals;
+    } catch (const rdr::EndOfMsg&) {
+      PLAT_ASSERT(at + wanted > message().size());
+      in.skipMsg();
+      endMessage();
+    }
+  }
+
+  // What the current message should be; the last may be cut off.
+  const std::string& message() const {
+    static const std::string none;
+    return complete < expected.size() ? expected[complete] : none;
+  }
+  bool isComplete() const { return complete < expected.size(); }
+
+  void took(const uint8_t* bytes, size_t count) {
+    if (isComplete()) {
+      PLAT_ASSERT(count <= message().size() - at);
+      PLAT_ASSERT(message().compare(at, count, reinterpret_cast<const char*>(bytes), count) == 0);
+    }
+    at += count;
+  }
+
+  void endMessage() {
+    PLAT_ASSERT(isComplete());
+    in.endMsg();
+    before += message().size();
+    at = checkpoint = 0;
+    complete++;
+  }
+
+  void readPiece() {
+    const int way = input.ConsumeIntegralInRange(0, 5);
+    int count = input.ConsumeIntegralInRange(1, 12);
+    wanted = static_cast<size_t>(count);
+    uint8_t buffer[12];
+    switch (way) {
+      case 0:
+        in.readBytes(buffer, count);
+        took(buffer, wanted);
+        break;
+      case 1: {
+        wanted = 1;
+        const uint8_t* items = in.getItems(1, &count, true);
+        took(items, static_cast<size_t>(count));
+        break;
+      }
+      case 2:
+        took(in.getBytes(buffer, count), wanted);
+        break;
+      case 3:
+        in.skip(count);
+        at += wanted;
+        break;
+      case 4:
+        in.checkpoint();
+        checkpoint = at;
+        break;
+      default:
+        // Without choices left the message is read to its end.
+        if (in.atEnd()) {
+          PLAT_ASSERT(!isComplete() || at == message().size());
+          endMessage();
+        } else if (in.nUnread() > 0) {
+          const rdr::InStream::Span span = in.getSpan(in.nUnread());
+          took(span.data, static_cast<size_t>(span.length));
+        } else {
+          wanted = 1;
+          buffer[0] = in.readU8();
+          took(buffer, 1);
+        }
+    }
+  }
+
+  FuzzedDataProvider& input;
+  const std::vector<std::string> expected;
+  const size_t arrivals;  // bytes at a time; 0: the source waits
+  fakes::ChunkedIn source;
+  rdr::InStreamV4 in;
+  size_t complete = 0;    // messages
+  size_t before = 0;      // data bytes in them
+  size_t at = 0;          // in the current message
+  size_t checkpoint = 0;  // in the current message
+  size_t wanted = 0;      // by the current read
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  FuzzedDataProvider input(data, size);
+  const std::string wire = input.ConsumeBytesAsString(input.remaining_bytes() / 2);
+  Reader(wire, input).run();
+  checkWriter(messagesIn(wire), 20);
+  return 0;
+}
