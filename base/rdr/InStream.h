@@ -69,19 +69,9 @@ class InStream {
     return *ptr++;
   }
   int8_t readS8() { return static_cast<int8_t>(readU8()); }
-  uint16_t readU16() {
-    uint16_t scratch;
-    uint16_t value;
-    memcpy(&value, getBytes(&scratch, sizeof scratch), sizeof value);
-    return be16toh(value);
-  }
+  uint16_t readU16() { return be16toh(load<uint16_t>()); }
   int16_t readS16() { return static_cast<int16_t>(readU16()); }
-  uint32_t readU32() {
-    uint32_t scratch;
-    uint32_t value;
-    memcpy(&value, getBytes(&scratch, sizeof scratch), sizeof value);
-    return be32toh(value);
-  }
+  uint32_t readU32() { return be32toh(load<uint32_t>()); }
   int32_t readS32() { return static_cast<int32_t>(readU32()); }
 
   // Exactly len bytes.
@@ -179,6 +169,13 @@ class InStream {
   bool rewindable = true;
 
  private:
+  template <class T>
+  T load() {
+    T scratch;
+    T value;
+    memcpy(&value, getBytes(&scratch, sizeof scratch), sizeof value);
+    return value;
+  }
   void readBytesSlow(uint8_t* buf, int len);
   std::string readText(uint32_t length, bool validate);
 };
