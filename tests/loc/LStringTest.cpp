@@ -4,6 +4,7 @@
 
 #include <climits>
 #include <string>
+#include <tuple>
 
 #include "tests/support/CapturedLog.h"
 
@@ -31,24 +32,21 @@ TEST(formatLoc, directivesTakeTheirArguments) {
 }
 
 TEST(formatLoc, badDirectiveIsKeptAndReported) {
-  const struct {
-    const char* format;
-    const char* filledWithTexts;  // "x" and "y"
-    const char* filledWithInt;    // 7
-  } cases[] = {{"a%", "a%%", "a%%"},
-               {"%q", "%%q", "%%q"},
-               {"%D%%", "%%D%", "7%"},
-               {"%0$D", "%%0$D", "%%0$D"},
-               {"%1$", "%%1$", "%%1$"},
-               {"%99999999999$D", "%%99999999999$D", "%%99999999999$D"},
-               {"%1$.0S", "%%1$.0S", "%%1$.0S"},
-               {"%.1+S%2$S", "%%.1+Sy", "%%.1+S%%2$S"}};
-  for (const auto& test : cases) {
+  // Filled with two texts, and with an integer.
+  const std::tuple<const char*, const char*, const char*> cases[] = {
+      {"a%", "a%%", "a%%"},
+      {"%q", "%%q", "%%q"},
+      {"%D%%", "%%D%", "7%"},
+      {"%0$D", "%%0$D", "%%0$D"},
+      {"%1$", "%%1$", "%%1$"},
+      {"%99999999999$D", "%%99999999999$D", "%%99999999999$D"},
+      {"%1$.0S", "%%1$.0S", "%%1$.0S"},
+      {"%.1+S%2$S", "%%.1+Sy", "%%.1+S%%2$S"}};
+  for (auto [format, withTexts, withInt] : cases) {
     CapturedLog captured("Localize:captured:0");
-    EXPECT_EQ(filled(test.format, {"x", "y"}), test.filledWithTexts);
-    EXPECT_EQ(captured.take(),
-              std::vector<std::string>{std::string("0 Localize Bad loc string for args - ") +
-                                       test.format});
-    EXPECT_EQ(filled(test.format, {7}), test.filledWithInt);
+    EXPECT_EQ(filled(format, {"x", "y"}), withTexts);
+    const std::string reported = std::string("0 Localize Bad loc string for args - ") + format;
+    EXPECT_EQ(captured.lines, std::vector{reported});
+    EXPECT_EQ(filled(format, {7}), withInt);
   }
 }

@@ -3,50 +3,37 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
 
 #include "base/loc/PluralId.h"
 
-namespace {
-
-std::string joined(const std::vector<plat::String>& list) {
-  std::string text;
-  for (const plat::String& entry : list)
-    text += (text.empty() ? "" : " ") + std::string(entry.get());
-  return text;
-}
-
-}  // namespace
-
 TEST(Util, completeLocaleTakesTheRegionFromEntryPrimaryOrLanguage) {
-  const struct {
-    const char* entry;
-    const char* primary;
-    const char* complete;
-  } cases[] = {
+  const std::tuple<const char*, const char*, const char*> cases[] = {
       {"de", nullptr, "de_DE"}, {"de", "de_CH.UTF-8@euro", "de_CH"},
       {"de", "fr_CH", "de_DE"}, {"sr_ME.UTF-8@latin", nullptr, "sr_ME"},
       {"af", nullptr, "af_ZA"},  // the first and the last of the table
       {"zh", nullptr, "zh_CN"},
   };
-  for (const auto& test : cases) {
-    EXPECT_STREQ(loc::completeLocale(test.entry, test.primary).get(), test.complete) << test.entry;
+  for (auto [entry, primary, complete] : cases) {
+    EXPECT_STREQ(loc::completeLocale(entry, primary).get(), complete) << entry;
   }
 }
 
 TEST(Util, localeListsKeepTheFirstPlaceOfAName) {
-  const struct {
-    const char* entries;
-    const char* expanded;
-  } cases[] = {
+  const std::pair<const char*, const char*> cases[] = {
       {"ja:xx", "ja_JP ja xx en_US en"},
       {"::de::de_DE:", "de_DE de en_US en"},
       {"en_GB:de:de_AT", "en_GB en de_DE de de_AT en_US"},
       {"_DE:-", "_DE en_US en"},  // used to look for texts of the language ""
   };
-  for (const auto& test : cases) {
+  for (auto [entries, expanded] : cases) {
     std::vector<plat::String> list;
-    loc::addLocales(list, test.entries, nullptr);
-    EXPECT_EQ(joined(loc::expandLocales(list)), test.expanded) << test.entries;
+    loc::addLocales(list, entries, nullptr);
+    std::string joined;
+    for (auto& entry : loc::expandLocales(list)) joined += std::string(entry.get()) + " ";
+    EXPECT_EQ(joined, std::string(expanded) + " ") << entries;
   }
 }
 
@@ -69,17 +56,14 @@ TEST(Util, charSetNamesCompareWithoutCaseAndSeparators) {
 }
 
 TEST(PluralId, formDependsOnLanguageRegionAndCount) {
-  const struct {
-    const char* locale;
-    const char* forms;  // for 0, 1 and 2
-  } cases[] = {
+  // The forms for 0, 1 and 2.
+  const std::pair<const char*, const char*> cases[] = {
       {"fr_CA", "ssm"}, {"pt-BR", "ssm"}, {"pt.UTF-8", "ssm"}, {"pt_PT", "msm"},
       {"ja", "mmm"},    {"zh_TW", "mmm"}, {"french", "msm"},   {"", "msm"},
   };
-  for (const auto& test : cases) {
+  for (auto [locale, forms] : cases) {
     for (int count = 0; count <= 2; count++) {
-      EXPECT_EQ(loc::pluralId(test.locale, count)[0], test.forms[count])
-          << test.locale << " " << count;
+      EXPECT_EQ(loc::pluralId(locale, count)[0], forms[count]) << locale << " " << count;
     }
   }
 }

@@ -19,12 +19,8 @@ class UsingLocale {
   }
 };
 
-inline std::string textOf(const char* key, bool raw = true) {
-  return loc::Localize::instance().localize(key, nullptr, 0, raw).get();
-}
-
-inline std::string pluralOf(const char* key, int count) {
-  return loc::Localize::instance().localizePlural(key, count, nullptr, 0).get();
+inline std::string textOf(const char* key) {
+  return loc::Localize::instance().localize(key, nullptr, 0, true).get();
 }
 
 }  // namespace test

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "base/io/FdIo.h"
@@ -22,18 +23,13 @@ using Strings = std::vector<std::string>;
 
 plat::LogSrc source("Testing");
 
-plat::LogDestIpc& dest() {
-  return plat::LogDestIpc::instance();
-}
-
 // The server that collects the logs. Records read "<level> <source> <text>".
 struct Server : io::MsgIpc::Reader {
   Server() : ipc(nullptr, "server", false, false) { ipc.registerReader("logMsg", this); }
   bool readMsg(const char*, rdr::InStream& in, io::MsgIpc*) override {
-    std::string record = std::to_string(in.readS32());
-    record += " " + in.readStdString(INT_MAX);
-    record += " " + in.readStdString(1024);
-    records.push_back(record);
+    records.push_back(std::to_string(in.readS32()) + " ");
+    records.back() += in.readStdString(INT_MAX) + " ";
+    records.back() += in.readStdString(1024);
     return true;
   }
   void setLevel(int level) {
@@ -47,13 +43,14 @@ struct Server : io::MsgIpc::Reader {
 };
 
 struct LogDestIpcTest : testing::Test {
+  plat::LogDestIpc& dest = plat::LogDestIpc::instance();
   TestLoop manager;
   io::MsgIpc channel{nullptr, "channel", false, true};
   std::optional<Server> server;
 
   LogDestIpcTest() {
     plat::LogSrc::setLogSpec("Testing:ipc:100");
-    dest().setMsgIpc(&channel);
+    dest.setMsgIpc(&channel);
     connect();
   }
   // Leaves nothing queued and no level for the next test.
@@ -62,7 +59,7 @@ struct LogDestIpcTest : testing::Test {
     if (!channel.isConnected()) connect();
     server->setLevel(INT_MAX);
     manager.runIdle();
-    dest().setMsgIpc(nullptr);
+    dest.setMsgIpc(nullptr);
   }
   void connect() {
     int fds[2];
@@ -73,9 +70,7 @@ struct LogDestIpcTest : testing::Test {
   }
   Strings received() {
     manager.runIdle();
-    Strings taken;
-    taken.swap(server->records);
-    return taken;
+    return std::exchange(server->records, {});
   }
 };
 
@@ -87,10 +82,10 @@ TEST_F(LogDestIpcTest, messagesWaitForTheLevelAndThenFollowIt) {
   // What has been taken in before is not filtered again.
   EXPECT_EQ(received(), (Strings{"30 Testing one", "100 Testing two"}));
   source.debug("three");
-  dest().setPrefix("viewer");
+  dest.setPrefix("viewer");
   source.info("%s", std::string(2000, 'y').c_str());
   EXPECT_EQ(received(), Strings{"30 viewer: Testing " + std::string(1024, 'y')});
-  dest().setPrefix(nullptr);
+  dest.setPrefix(nullptr);
 }
 
 TEST_F(LogDestIpcTest, messagesWaitWhileTheServerIsAway) {
@@ -124,20 +119,17 @@ TEST_F(LogDestIpcTest, threadsLogWhileLevelAndSpecificationChange) {
   std::vector<std::thread> threads;
   for (int t = 0; t < threadCount; t++) {
     threads.emplace_back([t, &running] {
-      for (int i = 0; i < messageCount; i++) {
-        source.info("%d %d", t, i);
-      }
+      for (int i = 0; i < messageCount; i++) source.info("%d %d", t, i);
       running--;
     });
   }
-  Strings records;
   for (int round = 0; running > 0; round++) {
     plat::LogSrc::setLogSpec(round % 2 ? "Testing:ipc:100" : "*:ipc:30,Testing:ipc:100");
     server->setLevel(round % 3 ? 30 : 100);
-    for (std::string& record : received()) records.push_back(std::move(record));
+    manager.runIdle();
   }
   for (std::thread& thread : threads) thread.join();
-  for (std::string& record : received()) records.push_back(std::move(record));
+  const Strings records = received();
   for (int t = 0; t < threadCount; t++) {
     const std::string start = "30 Testing " + std::to_string(t) + " ";
     int next = 0;
