@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
-#include <regex>
 #include <set>
 #include <string>
 
@@ -20,8 +20,13 @@ std::map<std::string, std::string> textsOf(const loc::CompiledCatalogue& catalog
 }
 
 std::multiset<std::string> directivesOf(const std::string& text) {
-  static const std::regex directive("%[0-9$+.]*[\\s\\S]?");
-  return {std::sregex_token_iterator(text.begin(), text.end(), directive), {}};
+  std::multiset<std::string> directives;
+  for (size_t at = text.find('%'); at < text.size(); at = text.find('%', at)) {
+    size_t letter = std::min(text.find_first_not_of("0123456789$+.", at + 1), text.size());
+    directives.insert(text.substr(at, letter + 1 - at));
+    at = letter + 1;
+  }
+  return directives;
 }
 
 }  // namespace
