@@ -92,7 +92,7 @@ TEST_F(Receiver, takesTheJobsOfTheBackendOneAfterAnother) {
   expectOutput("A title-0.pdf", "one");
   expectOutput("A title-0_2.pdf", "two");
   expectOutput("A title-0.ps", "three");
-  EXPECT_TRUE(jobFiles().empty());
+  EXPECT_TRUE(test::eventually([&] { return jobFiles().empty(); }));
 }
 
 // A viewer would show only the last.
