@@ -74,7 +74,7 @@ std::string OutputFolder::create(const std::string& stem, const char* extension,
     fd.release();
     write(file.get());
     file.close();
-  } catch (const plat::Exception&) {
+  } catch (...) {  // also a lack of memory
     unlinkat(folder.get(), name.c_str(), 0);
     throw;
   }

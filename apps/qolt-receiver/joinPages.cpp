@@ -44,8 +44,10 @@ class PagePicture : public QPDFObjectHandle::StreamDataProvider {
       if (open.page.header().width != header.width || open.page.header().height != header.height) {
         throw plat::Exception("the page has changed");
       }
-      std::vector<unsigned char> row(size_t{header.width} * 3);
+      std::vector<unsigned char> row;
       while (const pagefile::Band* band = open.page.nextBand()) {
+        // Not before: the reader refuses what is too wide.
+        row.resize(size_t{header.width} * 3);
         for (uint32_t y = 0; y < band->rows; y++) {
           fillRow(band->pixels + size_t{y} * header.width, row);
           pipeline->write(row.data(), row.size());

@@ -1,9 +1,9 @@
 #include "apps/qolt-receiver/logDests.h"
 
-#include <climits>
+#include <atomic>
 #include <cstdio>
 #include <cstring>
-#include <mutex>
+#include <string>
 
 #include "base/os/unix/DirEnum.h"
 #include "base/plat/ConfigParameter.h"
