@@ -46,7 +46,7 @@ int FdOutStream::writeData(const uint8_t* buf, int len, bool needWrite) {
       plat::SystemException failure("write", errno);
       if (doesThrowErrors()) throw failure;
       log.log(plat::logDebug, "%s", failure.message);
-      PLAT_ASSERT(!needWrite);
+      PLAT_ASSERT_THROW(!needWrite);
       return 0;
     }
     if (!needWrite) {
@@ -54,7 +54,7 @@ int FdOutStream::writeData(const uint8_t* buf, int len, bool needWrite) {
       return 0;
     }
     if (!wait.untilWritable()) {
-      PLAT_ASSERT(doesThrowErrors());
+      PLAT_ASSERT_THROW(doesThrowErrors());
       throw plat::TimedOut("Timed out");
     }
   }

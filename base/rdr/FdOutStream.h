@@ -8,7 +8,8 @@ namespace rdr {
 // plat::TimedOut "Timed out" and plat::SystemException "write", "select" (also for
 // a descriptor of 1024 or more that would have to be waited for) and
 // "shutdown(SHUT_WR)". A lazy stream that does not throw errors logs those of
-// write and keeps the data. Destruction delivers what the descriptor takes now.
+// write and keeps the data; with its buffer full as well, a write throws
+// plat::AssertionFail. Destruction delivers what the descriptor takes now.
 class FdOutStream : public BufferedLazyOutStream {
  public:
   class Callback {

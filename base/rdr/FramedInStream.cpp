@@ -49,6 +49,7 @@ void FramedInStream::skipMsg() {
   while (!atEnd()) {
     if (ptr == end) overrun(true, 1);
     ptr = end;
+    checkpoint();
   }
 }
 
@@ -57,6 +58,7 @@ void FramedInStream::copyMsg(Sink& sink) {
     if (ptr == end) overrun(true, 1);
     Span span = getSpan(nUnread());
     sink.write(span.data, span.length);
+    checkpoint();
   }
 }
 
@@ -68,12 +70,16 @@ int FramedInStream::pos() const {
 int FramedInStream::checkpoint() {
   if (inMsg_) {
     consume();
-    underlying->checkpoint();
-    checkpointPos = position;
-    checkpointLastFrame = lastFrame;
-    checkpointFrameSize = frameSize;
+    keepFromHere();
   }
   return position;
+}
+
+void FramedInStream::keepFromHere() {
+  underlying->checkpoint();
+  checkpointPos = position;
+  checkpointLastFrame = lastFrame;
+  checkpointFrameSize = frameSize;
 }
 
 void FramedInStream::rewind() {
@@ -137,6 +143,8 @@ bool FramedInStream::nextFrame(bool wait) {
     readHeader(&size, &last, false);
     frameSize = size;
     lastFrame = last;
+    // A rewindable source would go back to before the header, which is not data.
+    if (!rewindable) keepFromHere();
   }
   return true;
 }

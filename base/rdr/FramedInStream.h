@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/plat/NonCopyable.h"
 #include "base/rdr/InStream.h"
 
 namespace rdr {
@@ -13,7 +14,7 @@ namespace rdr {
 // stream at its checkpoint: the start of the message, or the last checkpoint(). A message
 // larger than the underlying buffer needs checkpoints on the way, or a stream that is not
 // rewindable. Reading outside a message is a fatal assertion.
-class FramedInStream : public InStream {
+class FramedInStream : public InStream, private plat::NonCopyable {
  public:
   class Sink {
    public:
@@ -29,9 +30,9 @@ class FramedInStream : public InStream {
   // Throws FrameException when data is left.
   void endMsg();
   bool inMsg() const { return inMsg_; }
-  // Consumes the rest of the current message.
+  // Consumes the rest of the current message, whatever its size: the checkpoint goes along.
   void skipMsg();
-  // Passes the rest of the current message to the sink and consumes it.
+  // The same, and passes it to the sink.
   void copyMsg(Sink& sink);
 
   int pos() const override;  // data bytes of all messages consumed
@@ -55,6 +56,7 @@ class FramedInStream : public InStream {
 
   void synchronise();
   void consume();
+  void keepFromHere();
   bool nextFrame(bool wait);
 
   bool inMsg_ = false;
@@ -62,7 +64,7 @@ class FramedInStream : public InStream {
   bool checkpointLastFrame = false;
   int frameSize = 0;  // data bytes of the current frame not consumed yet
   int checkpointFrameSize = 0;
-  int position = 0;  // of the underlying window's start; the base keeps the checkpoint's
+  int position = 0;  // where the underlying stream stands
   InStream* underlying;
 };
 

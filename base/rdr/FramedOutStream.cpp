@@ -18,8 +18,9 @@ void FramedOutStream::setUnderlying(OutStream* newUnderlying) {
 void FramedOutStream::startMsg() {
   if (inMsg) throw FrameException("FramedOutStream::startMsg: already in msg");
   PLAT_ASSERT(underlying);
-  inMsg = firstFrame = true;
+  firstFrame = true;
   startFrame(0);
+  inMsg = true;
 }
 
 void FramedOutStream::endMsg(bool flush) {
@@ -59,14 +60,8 @@ void FramedOutStream::startFrame(int minSize) {
   PLAT_ASSERT(!inFrame);
   if (underlying->nFree() < hdrSize + minSize) underlying->overrun(hdrSize + minSize, 1);
   inFrame = true;
-  const int room = underlying->nFree() - hdrSize;
-  if (room < 0) {
-    // A frame without any window: whoever writes or ends it is told in endFrame().
-    ptr = end = underlying->getPtr();
-    return;
-  }
   ptr = underlying->getPtr() + hdrSize;
-  end = ptr + std::min(room, maxFrameSize);
+  end = ptr + std::min(underlying->nFree() - hdrSize, maxFrameSize);
 }
 
 void FramedOutStream::endFrame(bool lastFrame) {

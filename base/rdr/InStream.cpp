@@ -17,19 +17,21 @@ constexpr size_t firstPiece = 65536;
 // Piece by piece, since a NUL within the text ends the walk of the UTF-8 functions.
 // True when it changed anything.
 bool repairUtf8(std::string& text) {
-  bool changed = false;
+  std::string repaired;
+  size_t copied = 0;
   for (size_t begin = 0; begin < text.size();) {
     size_t end = std::min(text.find('\0', begin), text.size());
     if (!plat::isValidUtf8(&text[begin], &text[end])) {
-      plat::String repaired = plat::fixUtf8(&text[begin], &text[end]);
-      size_t length = static_cast<size_t>(repaired.length());
-      text.replace(begin, end - begin, repaired.orEmpty(), length);
-      end = begin + length;
-      changed = true;
+      repaired.append(text, copied, begin - copied);
+      repaired += plat::fixUtf8(&text[begin], &text[end]).orEmpty();
+      copied = end;
     }
     begin = end + 1;
   }
-  return changed;
+  if (copied == 0) return false;
+  repaired.append(text, copied);
+  text.swap(repaired);
+  return true;
 }
 
 // Keeps the bytes behind a NUL too, as the stream carried them.

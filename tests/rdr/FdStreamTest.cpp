@@ -131,4 +131,6 @@ TEST_F(FdStreams, brokenPipeIsThrownUnlessLazyAndTold) {
   out.setLazy(true);
   out.flush();
   EXPECT_EQ(out.pendingBytes(), 1);
+  // It used to end the process when its buffer was full besides.
+  EXPECT_THROW(out.skip(16384), plat::AssertionFail);
 }

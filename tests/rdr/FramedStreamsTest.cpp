@@ -129,6 +129,49 @@ TEST(FramedInStream, anyWindowGivesTheMessagesData) {
   }
 }
 
+// The source used to go back to before a header, which then came as data.
+TEST(FramedInStream, headerIsNoDataForAStreamThatIsNotRewindable) {
+  for (size_t step : {1, 2, 3}) {
+    ChunkedIn in(frame("ab", false) + frame("", false) + frame("cde", true), 100);
+    rdr::InStreamV4 framed(&in);
+    framed.setRewindable(false);
+    std::string got;
+    for (in.arrived = step; got.size() < 5; in.arrived += step) {
+      ASSERT_LT(in.arrived, 20u);
+      try {
+        if (!framed.startMsg(false)) continue;
+        while (!framed.atEnd()) got += static_cast<char>(framed.readU8());
+      } catch (const rdr::BlockException&) {
+      }
+    }
+    EXPECT_EQ(got, "abcde") << step;
+  }
+}
+
+TEST(FramedInStream, restLargerThanTheBufferIsSkippedAndCopied) {
+  for (bool copied : {false, true}) {
+    ChunkedIn in(frame(patternBytes(200), false) + frame("x", true), 100, 16);
+    rdr::InStreamV4 framed(&in);
+    ASSERT_TRUE(framed.startMsg(true));
+    Collected rest;
+    copied ? framed.copyMsg(rest) : framed.skipMsg();
+    framed.endMsg();
+    EXPECT_EQ(framed.pos(), 201);
+    EXPECT_EQ(rest.bytes, copied ? patternBytes(200) + "x" : "");
+  }
+}
+
+TEST(FramedOutStream, startThatFailsLeavesNoMessageOpen) {
+  fakes::FailingOut out(0, 16);
+  write(out, patternBytes(16));
+  rdr::OutStreamV4 framed(&out);
+  EXPECT_THROW(framed.startMsg(), plat::SystemException);
+  out.room = INT_MAX;
+  framed.startMsg();
+  framed.endMsg(true);
+  EXPECT_EQ(out.delivered, patternBytes(16) + frame("", true));
+}
+
 TEST(FramedInStream, messageIsReadAgainFromItsStartWhenMoreHasArrived) {
   const std::string stream = frame("", true) + frame("ab", false) + frame("", false) +
                              frame("cdef", false) + frame("g", false) + frame("", true);
