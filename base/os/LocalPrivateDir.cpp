@@ -15,8 +15,8 @@ namespace os {
 
 namespace {
 
-// Everyone may put a link of this name into the base directory, which would choose
-// what is made private: a link is no directory here.
+// Everyone may put something of this name into the base directory: a link to a
+// directory is none here.
 bool isDirectory(const char* path) {
   struct stat info;
   return lstat(path, &info) == 0 && S_ISDIR(info.st_mode);
@@ -33,9 +33,9 @@ plat::String LocalPrivateDir::get(const char* user) {
   plat::sstrAppendFormat(uidText, sizeof uidText, "%u", geteuid());
   plat::DString path;
   path.appendFormat("%s/.%s-%s", baseDir(), AppInfo::getPathComp(true), user ? user : uidText);
-  if (!user && !plat::mkDir(path.get(), /*isPrivate=*/true)) {
-    if (!isDirectory(path.get())) throw plat::SystemExceptionFmt("mkDir(%s)", EEXIST, path.get());
-    plat::fileMakePrivate(path.get(), geteuid());
+  if (!user && !plat::mkDir(path.get(), /*isPrivate=*/true, /*fixExisting=*/true) &&
+      !isDirectory(path.get())) {
+    throw plat::SystemExceptionFmt("mkDir(%s)", EEXIST, path.get());
   }
   return path.release();
 }
