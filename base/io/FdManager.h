@@ -49,9 +49,11 @@ class FdManager : private plat::Timer::Callback, private plat::NonCopyable {
   void queueReadable(FdHandler* handler);
   void queueWritable(FdHandler* handler);
   void queueOther(FdHandler* handler);
-  // Withdraws a queued writable event; `dispatching`: also one of the running pass.
+  // Withdraws a queued writable event; `dispatching`: also when processEvents() has
+  // already begun on those and not come to this one.
   void dropWritable(FdHandler* handler, bool dispatching);
   // Has the queues processed on the next pass of the timers, without waiting.
+  // Timers are the current manager's: call it only while no other one is nested inside.
   void dispatchSoon();
   // Runs the timers, then the queued events: the third kind, readable, writable.
   // An event that is queued again while its kind is dispatched waits for the next
@@ -71,7 +73,6 @@ class FdManager : private plat::Timer::Callback, private plat::NonCopyable {
   virtual void eventsProcessed() {}
 
  private:
-  void queue(FdHandlerSet& events, FdHandler* handler);
   void dispatch(FdHandlerSet& events, FdHandlerSet& dispatching, void (FdHandler::*event)());
 
   FdHandlerSet handlers;

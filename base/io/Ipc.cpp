@@ -4,12 +4,13 @@
 
 #include "base/io/Io.h"
 #include "base/plat/Assertion.h"
+#include "base/plat/LogSrc.h"
 #include "base/rdr/Exceptions.h"
 #include "base/rdr/InStream.h"
 
 namespace io {
 
-plat::LogSrc Ipc::log("Ipc");
+static plat::LogSrc log("Ipc");
 
 Ipc::Ipc(const char* newName, Callback* newCallback, bool isBlocking)
     : ipcName(newName), callback(newCallback), blockingUse(isBlocking) {}
@@ -42,7 +43,9 @@ void Ipc::run() {
 
 void Ipc::releaseIo() {
   if (!io) return;
-  detach()->setHandler(nullptr, false);
+  Io* released = detach();
+  released->setHandler(nullptr, false);
+  released->in()->setRewindable(false);
   callback->ipcClosed(this);
 }
 

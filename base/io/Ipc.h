@@ -3,7 +3,6 @@
 #include "base/io/IoAcceptor.h"
 #include "base/io/IoHandler.h"
 #include "base/plat/Exception.h"
-#include "base/plat/LogSrc.h"
 #include "base/plat/NonCopyable.h"
 #include "base/plat/String.h"
 #include "base/rdr/NullOutStream.h"
@@ -43,8 +42,8 @@ class Ipc : public IoAcceptor, private IoHandler, private plat::NonCopyable {
   void acceptIo(Io* newIo) override { setIo(newIo); }
   // What a readable event does.
   void run() override;
-  // Hands the connection over to the caller, in blocking mode: waits until what is
-  // buffered is delivered. Nothing when there is none.
+  // Hands the connection over to the caller, in blocking mode with an input that
+  // is not rewindable: waits until what is buffered is delivered. Nothing when there is none.
   void releaseIo() override;
   // Ends the connection. `flush`: first delivers what is buffered, in blocking use by
   // waiting for it. Nothing when there is none.
@@ -56,9 +55,6 @@ class Ipc : public IoAcceptor, private IoHandler, private plat::NonCopyable {
   const char* getName() const { return ipcName.orEmpty(); }
   rdr::InStream* in() const;  // null: not connected
   rdr::OutStream* out();      // never null
-
- protected:
-  static plat::LogSrc log;
 
  private:
   void ioReadable(Io*) override { Ipc::run(); }

@@ -1,12 +1,12 @@
 #include "base/io/MsgIpc.h"
 
-#include <climits>
-
 #include "base/io/Io.h"
+#include "base/plat/LogSrc.h"
 #include "base/rdr/Exceptions.h"
 
 namespace io {
 
+static plat::LogSrc log("MsgIpc");
 static constexpr char badMsg[] = "badMsg";
 
 MsgIpc::MsgIpc(Filter* newFilter, const char* newName, bool isBlocking, bool discard)
@@ -33,6 +33,10 @@ rdr::OutStreamV4& MsgIpc::writeMsg(const char* name) {
     log.info("%s: Message '%s' not currently allowed", getName(), name);
     throw plat::Exception("MsgIpc::writeMsg: Message not currently allowed");
   }
+  return startNamed(name);
+}
+
+rdr::OutStreamV4& MsgIpc::startNamed(const char* name) {
   if (discardWhenDisconnected && !isConnected()) {
     log.debug("%s: Discarding message '%s'", getName(), name);
   }
@@ -139,7 +143,7 @@ void MsgIpc::unknownName() {
   }
   machine.go(&MsgIpc::finishMsg);
   if (answerBadNames) {
-    rdr::OutStreamV4& answer = writeMsg(badMsg);
+    rdr::OutStreamV4& answer = startNamed(badMsg);
     answer.writeStringU8(name);
     answer.endMsg(true);
     return;
@@ -162,12 +166,7 @@ bool MsgIpc::readBody() {
 bool MsgIpc::finishMsg() {
   // The reader may have closed the connection.
   if (input.inMsg()) {
-    // The rest may be larger than the buffer.
-    while (!input.atEnd()) {
-      int count = INT_MAX;
-      input.getItems(1, &count, true);
-      input.checkpoint();
-    }
+    input.skipMsg();
     input.endMsg();
   }
   machine.go(&MsgIpc::startMsg);

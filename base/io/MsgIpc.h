@@ -67,7 +67,8 @@ class MsgIpc : public Ipc, private Ipc::Callback {
   // Handles messages until the input runs dry. Exceptions pass through.
   void run() override;
 
-  // An unknown name is answered with "badMsg". Initially off.
+  // An unknown name is answered with "badMsg", which no filter is asked about.
+  // Initially off.
   void setAnswerBadNames(bool answer) { answerBadNames = answer; }
   // In event-driven use, an event handles one message at most, so that a flood from one
   // connection does not cost the others their turn. Initially off.
@@ -93,6 +94,7 @@ class MsgIpc : public Ipc, private Ipc::Callback {
   bool finishMsg();
 
   void connectionChanged();
+  rdr::OutStreamV4& startNamed(const char* name);
   void unknownName();
   void skipBadMessage();
 

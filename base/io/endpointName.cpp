@@ -1,6 +1,5 @@
 #include "base/io/endpointName.h"
 
-#include <cctype>
 #include <cstdint>
 #include <cstring>
 
@@ -41,11 +40,7 @@ int parsePort(const char* text, bool isPortNumber, int defaultPort, int displayR
   int64_t port = defaultPort;
   if (*text) {
     int number;
-    // The syntax of numbers allows blanks in front.
-    if (isspace(static_cast<unsigned char>(*text)) || !plat::strToInt(&number, &text, 10) ||
-        *text) {
-      throw EndpointInvalid(badPort);
-    }
+    if (!plat::strToInt(&number, &text, 10) || *text) throw EndpointInvalid(badPort);
     port = number;
     if (!isPortNumber && defaultPort >= 0) {
       if (number < 0) throw EndpointInvalid(badPort);
@@ -63,8 +58,9 @@ EndpointInvalid::EndpointInvalid(const char* key)
 
 void parseEndpoint(const char* name, plat::String* host, int* port, int defaultPort,
                    int displayRange) {
+  const plat::String copy(name);  // the name may be the old host's
   *host = plat::String();
-  if (!name) name = "";
+  name = copy.orEmpty();
   if (!*name && defaultPort < 0) throw EndpointInvalid(emptyName);
 
   const char* hostEnd = findHostEnd(name);

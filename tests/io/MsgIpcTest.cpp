@@ -189,12 +189,20 @@ TEST_F(MsgIpcEvents, halfAMessageDoesNotSpoilTheNextConnection) {
 TEST_F(MsgIpcEvents, unknownNameIsAnsweredWhenWanted) {
   const std::string answer = message("badMsg", std::string("\x04") + "1foo");
   ipc.setAnswerBadNames(true);
+  filter.refused = ">badMsg";
   send(message("1foo", "body") + message("text", text("a")), 3);
   EXPECT_EQ(received(), answer);
   EXPECT_EQ(reader.messages, Strings{"text:a"});
   send(answer, 3);
   EXPECT_EQ(received(), "$");
   EXPECT_EQ(filter.failures, "MsgIpc: expected message <null>, peer reports bad msg name '1foo'");
+}
+
+TEST_F(MsgIpcEvents, releasedInputIsNotRewindable) {
+  io::Io* io = ipc.getIo();
+  ipc.releaseIo();
+  EXPECT_FALSE(io->in()->isRewindable());
+  delete io;
 }
 
 TEST_F(MsgIpcEvents, takingTurnsHandlesOneMessageOfEachConnection) {

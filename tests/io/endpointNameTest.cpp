@@ -44,11 +44,18 @@ TEST(endpointName, parseEndpointWithADefaultPort) {
       {"host::65536", badPort},   {"host::4294967376", badPort},  // 80, were it cut to 32 bits
       {"host:1:2", badPort},      {"[::1", badBracket},
       {"[::1]2", general},        {"a[b", general},
-      {"[a[b]", general},
+      {"[a[b]", general},         {"host: 9", "host 109"},
   };
   for (const auto& test : cases) {
     EXPECT_EQ(parsed(test.name, 100, 10), test.result) << (test.name ? test.name : "null");
   }
+}
+
+TEST(endpointName, nameMayBeTheHostsOldText) {
+  plat::String host("a-host-with-a-name:1");
+  int port;
+  io::parseEndpoint(host.get(), &host, &port, 100, 10);
+  EXPECT_STREQ(host.get(), "a-host-with-a-name");
 }
 
 TEST(endpointName, parseEndpointWithoutDefaultOrWithoutPort) {

@@ -17,7 +17,6 @@ SelectManager::SelectManager() {
 
 bool SelectManager::waitOnce(int limitMs) {
   int timeoutMs = getTimers().getTimeout();
-  const bool isTimerDue = timeoutMs == 0;
   if (timeoutMs < 0 || (limitMs >= 0 && limitMs < timeoutMs)) timeoutMs = limitMs;
   timeval timeout = {timeoutMs / 1000, timeoutMs % 1000 * 1000};
   fd_set readable = readSet, writable = writeSet;
@@ -37,6 +36,7 @@ bool SelectManager::waitOnce(int limitMs) {
       left--;
     }
   }
+  const bool isTimerDue = getTimers().getTimeout() == 0;
   processEvents();
   return isTimerDue || ready > 0;
 }
