@@ -140,7 +140,7 @@ TEST(FramedInStream, headerIsNoDataForAStreamThatIsNotRewindable) {
       ASSERT_LT(in.arrived, 20u);
       try {
         if (!framed.startMsg(false)) continue;
-        while (!framed.atEnd()) got += static_cast<char>(framed.readU8());
+        while (got.size() < 5) got += static_cast<char>(framed.readU8());
       } catch (const rdr::BlockException&) {
       }
     }
