@@ -1,5 +1,6 @@
 #include "apps/cups-qolt/CupsPixelBuffer.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstdio>
 
@@ -68,16 +69,13 @@ bool CupsPixelBuffer::readHeader() {
 }
 
 bool CupsPixelBuffer::nextPage() {
-  if (ended) return false;
-  if (pageOpen) {
-    makeRoom(header.cupsBytesPerLine);
-    skipRows(static_cast<int>(header.cupsHeight));
-    pageOpen = false;
-  }
-  ended = true;
+  if (state == State::ended) return false;
+  if (state != State::start) skipRows(header.cupsHeight);
+  state = State::ended;
   if (!readHeader()) return false;
   cacheRect = {};
   rowsRead = 0;
+  brokeOff = false;
   rect = {0, 0, static_cast<int>(header.cupsWidth), static_cast<int>(header.cupsHeight)};
   if (header.cupsBitsPerColor != 8 || header.cupsBitsPerPixel != 8 * bytesPerPixel ||
       header.cupsColorSpace != CUPS_CSPACE_RGB) {
@@ -86,12 +84,12 @@ bool CupsPixelBuffer::nextPage() {
             "cupsColorSpace: %d\n",
             static_cast<int>(header.cupsBitsPerColor), static_cast<int>(header.cupsBitsPerPixel),
             static_cast<int>(header.cupsColorSpace));
+    state = State::unreadable;
     return false;
   }
   checkSize(header);
   pf = rasterFormat();
-  pageOpen = true;
-  ended = false;
+  state = State::page;
   return true;
 }
 
@@ -107,16 +105,28 @@ void CupsPixelBuffer::makeRoom(size_t bytes) {
   room = bytes;
 }
 
-void CupsPixelBuffer::skipRows(int endRow) {
-  while (rowsRead < endRow) {
-    // Where nothing comes, nothing will: a damaged header may promise 500 million rows.
-    rowsRead = readRow(0) > 0 ? rowsRead + 1 : endRow;
+void CupsPixelBuffer::skipRows(unsigned endRow) {
+  // The size of a page that is not taken was not checked.
+  constexpr unsigned maxPiece = 65536;
+  makeRoom(std::min(header.cupsBytesPerLine, maxPiece));
+  for (; rowsRead < endRow; ++rowsRead) {
+    unsigned piece, count;
+    for (unsigned left = header.cupsBytesPerLine; left > 0; left -= piece) {
+      piece = std::min(left, maxPiece);
+      count = cupsRasterReadPixels(raster, rows.get(), piece);
+      // Where nothing comes, nothing will: a damaged header may promise 500 million rows.
+      if (count == 0) {
+        rowsRead = endRow;
+        return;
+      }
+      if (count < piece) break;
+    }
   }
 }
 
 const uint8_t* CupsPixelBuffer::getPixelsR(const rfb::Rect& r, int* stride) {
   if (r.isEmpty()) return rows.get();
-  PLAT_ASSERT_THROW(pageOpen && r.tl.x >= 0 && r.br.x <= rect.br.x);
+  PLAT_ASSERT_THROW(state == State::page && r.tl.x >= 0 && r.br.x <= rect.br.x);
   if (stride) *stride = rect.br.x;
   size_t rowBytes = header.cupsWidth * bytesPerPixel;
   size_t leftBytes = static_cast<size_t>(r.tl.x) * bytesPerPixel;
@@ -124,17 +134,19 @@ const uint8_t* CupsPixelBuffer::getPixelsR(const rfb::Rect& r, int* stride) {
     return rows.get() + rowBytes * static_cast<size_t>(r.tl.y - cacheRect.tl.y) + leftBytes;
   }
   PLAT_ASSERT_THROW(r.tl.y >= cacheRect.br.y);
-  cacheRect = {0, r.tl.y, rect.br.x, r.br.y};
+  cacheRect = {0, r.tl.y, 0, r.tl.y};  // nothing, until all rows are there
   size_t count = static_cast<size_t>(r.br.y - r.tl.y);
   // The last line brings its padding along; that of any other is overwritten by the next.
   makeRoom(rowBytes * count + (header.cupsBytesPerLine - rowBytes));
-  skipRows(r.tl.y);
+  skipRows(static_cast<unsigned>(r.tl.y));
   for (size_t i = 0; i < count; ++i) {
-    if (readRow(i * rowBytes) < header.cupsBytesPerLine) {
+    if (brokeOff || readRow(i * rowBytes) < header.cupsBytesPerLine) {
+      brokeOff = true;
       throw plat::Exception("Unexpected end of CUPS page data");
     }
     ++rowsRead;
   }
+  cacheRect = {0, r.tl.y, rect.br.x, r.br.y};
   return rows.get() + leftBytes;
 }
 

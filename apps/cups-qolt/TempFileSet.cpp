@@ -35,6 +35,10 @@ void TempFileSet::unlinkOnSigterm() {
   sigaction(SIGTERM, &action, nullptr);
 }
 
+void TempFileSet::setDelivered() {
+  signal(SIGTERM, SIG_IGN);
+}
+
 // Ends the process itself: the streams repeat interrupted calls, so a flag would
 // not end a job that waits for its document.
 void TempFileSet::terminated(int) {

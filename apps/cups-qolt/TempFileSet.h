@@ -15,8 +15,11 @@ class TempFileSet : private plat::NonCopyable {
   ~TempFileSet();
 
   // From now on SIGTERM, with which CUPS cancels a job, unlinks the held files and
-  // ends the process with status 1, until this set is destroyed. One set at a time.
+  // ends the process with status 1; once the set is destroyed it only ends the process.
+  // One set at a time.
   void unlinkOnSigterm();
+  // The job can no longer be cancelled: SIGTERM, also one held back now, does nothing more.
+  void setDelivered();
 
   void insert(const char* path);  // a copy; a path is held once
   void insert(const std::vector<plat::String>& list);

@@ -9,40 +9,31 @@
 #include "base/os/unix/Passwd.h"
 #include "base/plat/DString.h"
 #include "base/plat/Exception.h"
-#include "base/plat/unix/OwnedFd.h"
 #include "base/rdr/Exceptions.h"
 #include "base/rdr/FdInStream.h"
 #include "base/rdr/FileOutStream.h"
 
 namespace {
 
-bool isLeftover(int fd, uid_t ownerUid) {
-  struct stat status;
-  return fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1 &&
-         (status.st_uid == 0 || status.st_uid == ownerUid);
-}
-
-// -1 and errno when there is neither a new file nor a leftover to write to.
-int openJobFile(const char* path, uid_t ownerUid) {
-  int created = open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0664);
-  if (created >= 0 || errno != EEXIST) return created;
-
-  // Without O_CREAT: with it the kernel's fs.protected_regular refuses even root a
-  // leftover of the account.
-  plat::OwnedFd fd(open(path, O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-  if (fd.get() < 0) return -1;
-  if (!isLeftover(fd.get(), ownerUid)) {
-    errno = EEXIST;
-    return -1;
+// -1 and errno when no new file can be made. What has the name may be held open by
+// anybody, who would read the job through it, so it is never written to.
+int openNewFile(const char* path) {
+  // Somebody may take the name again each time.
+  constexpr int tries = 5;
+  for (int i = 0;; i++) {
+    int fd = open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0664);
+    if (fd >= 0 || errno != EEXIST || i == tries) return fd;
+    if (unlink(path) < 0 && errno != ENOENT) {
+      errno = EEXIST;
+      return -1;
+    }
   }
-  if (fchmod(fd.get(), 0600) < 0 || ftruncate(fd.get(), 0) < 0) return -1;
-  return fd.release();
 }
 
 }  // namespace
 
-plat::FilePtr createJobFile(const char* path, uid_t ownerUid) {
-  plat::OwnedFd fd(openJobFile(path, ownerUid));
+plat::FilePtr createJobFile(const char* path) {
+  plat::OwnedFd fd(openNewFile(path));
   FILE* file = fd.get() < 0 ? nullptr : fdopen(fd.get(), "w");
   if (!file) {
     int error = errno;
@@ -53,16 +44,34 @@ plat::FilePtr createJobFile(const char* path, uid_t ownerUid) {
   return plat::FilePtr(file, true);
 }
 
-plat::FilePtr createJobFile(TempFileSet& tempFiles, const char* path, uid_t ownerUid) {
+plat::FilePtr createJobFile(TempFileSet& tempFiles, const char* path) {
   // Held back so that a cancelled job leaves no file behind that the set does not know.
   SigtermHold hold;
   tempFiles.insert(path);
   try {
-    return createJobFile(path, ownerUid);
+    return createJobFile(path);
   } catch (const plat::Exception&) {
     tempFiles.erase(path);  // the entry is not the job's
     throw;
   }
+}
+
+plat::OwnedFd openStoredInput(const char* path) {
+  plat::OwnedFd fd(open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  int error = errno;
+  struct stat status;
+  if (fd.get() >= 0) {
+    if (fstat(fd.get(), &status) < 0) {
+      error = errno;
+    } else if (!S_ISREG(status.st_mode)) {
+      error = EINVAL;
+    } else if (fcntl(fd.get(), F_SETFL, O_RDONLY) < 0) {
+      error = errno;
+    } else {
+      return fd;
+    }
+  }
+  throw plat::SystemExceptionFmt("open(\"%s\", O_RDONLY)", error, path);
 }
 
 bool copyStream(rdr::InStream& in, rdr::OutStream& out) {
@@ -80,7 +89,7 @@ bool copyStream(rdr::InStream& in, rdr::OutStream& out) {
 void storeInput(int inputFd, TempFileSet& tempFiles, const char* path, const os::Passwd& account) {
   rdr::FdInStream in(inputFd);
   in.setCloseOnDestroy(inputFd != 0);
-  plat::FilePtr file = createJobFile(tempFiles, path, account.entry.pw_uid);
+  plat::FilePtr file = createJobFile(tempFiles, path);
   if (fchown(fileno(file.get()), account.entry.pw_uid, account.entry.pw_gid) < 0) {
     throw plat::SystemExceptionFmt("fchown(%s)", errno, path);
   }
@@ -109,8 +118,8 @@ plat::String describeJob(const char* title, const char* queue, const char* forma
   return text.release();
 }
 
-void writeDescription(TempFileSet& tempFiles, const char* path, const char* text, uid_t ownerUid) {
-  rdr::FileOutStream out(createJobFile(tempFiles, path, ownerUid).release(), true);
+void writeDescription(TempFileSet& tempFiles, const char* path, const char* text) {
+  rdr::FileOutStream out(createJobFile(tempFiles, path).release(), true);
   out.writeBytes(text, plat::strLen(text));
   fputs(text, stderr);
   out.close();

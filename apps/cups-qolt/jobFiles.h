@@ -6,6 +6,7 @@
 #include "apps/cups-qolt/TempFileSet.h"
 #include "base/plat/FilePtr.h"
 #include "base/plat/String.h"
+#include "base/plat/unix/OwnedFd.h"
 
 namespace os {
 class Passwd;
@@ -18,16 +19,21 @@ class OutStream;
 // The files of a job lie in /tmp under predictable names, so whatever stands there
 // already is suspect.
 
-// Opens an empty file of mode 0600. No link is followed: an existing entry is taken over,
-// and truncated, only when it is a regular file with one link that root or the account
-// `ownerUid` left behind. Any other entry stays as it is. Throws
-// plat::SystemExceptionFmt "Error opening \"%s\"".
-plat::FilePtr createJobFile(const char* path, uid_t ownerUid);
+// Opens an empty file of mode 0600 that is always a new one: what has the name, of
+// whatever kind, is unlinked, and neither opened nor followed. What cannot be unlinked,
+// such as a folder, stays as it is. Throws plat::SystemExceptionFmt "Error opening \"%s\"".
+plat::FilePtr createJobFile(const char* path);
 // The same; holds the path in the set as soon as the file is the job's.
-plat::FilePtr createJobFile(TempFileSet& tempFiles, const char* path, uid_t ownerUid);
+plat::FilePtr createJobFile(TempFileSet& tempFiles, const char* path);
 
-// Copies the input to its end and returns true; false when the output is full.
-// Precondition: `in` was not read past its last checkpoint.
+// Opens a stored document again, whose owner may have put anything else in its place
+// since: accepts a regular file only, and waits for nothing. Throws
+// plat::SystemExceptionFmt "open(\"%s\", O_RDONLY)".
+plat::OwnedFd openStoredInput(const char* path);
+
+// Copies what the input has now. True when it has no more, which only an input that does
+// not wait tells; the end of others comes as rdr::EndOfStream or rdr::EndOfMsg. False when
+// the output is full. Precondition: `in` was not read past its last checkpoint.
 bool copyStream(rdr::InStream& in, rdr::OutStream& out);
 
 // Stores the whole input under the path and gives the file to the account. Closes the
@@ -40,4 +46,4 @@ plat::String describeJob(const char* title, const char* queue, const char* forma
                          const std::vector<plat::String>& documents);
 
 // Writes the text to the file, and to standard error.
-void writeDescription(TempFileSet& tempFiles, const char* path, const char* text, uid_t ownerUid);
+void writeDescription(TempFileSet& tempFiles, const char* path, const char* text);

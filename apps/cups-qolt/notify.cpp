@@ -3,6 +3,7 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <memory>
 
@@ -18,10 +19,8 @@ namespace {
 constexpr uid_t rootUid = 0;
 
 // Of a link its owner chooses where it leads.
-bool isDirectoryOf(const char* path, uid_t uid) {
-  struct stat info;
-  return lstat(path, &info) == 0 && S_ISDIR(info.st_mode) &&
-         (info.st_uid == uid || info.st_uid == rootUid);
+bool isDirectoryOf(const struct stat& info, uid_t uid) {
+  return S_ISDIR(info.st_mode) && (info.st_uid == uid || info.st_uid == rootUid);
 }
 
 }  // namespace
@@ -35,14 +34,16 @@ void notifyServer(uint32_t uid, const char* name, const char* descriptionPath,
 
   fprintf(stderr, "qolt: connecting to socket \"%s\"\n", endpoint.get());
   // Looked at first: in /tmp, which is sticky, nobody else can replace it afterwards.
-  bool ownDirectory = isDirectoryOf(directory.get(), uid);
+  struct stat info = {};
+  int lookError = lstat(directory.get(), &info) < 0 ? errno : 0;
   auto server = std::make_unique<os::UnixIo>(endpoint.get(), -1, false);
   fprintf(stderr, "qolt: socket connected successfully\n");
 
   // Whoever else listens would swallow the job, and a foreign directory may lead to any
   // other program of the account.
   if (server->getPeerEuid() != rootUid) server->namedPipeCredCheck(uid);
-  if (!ownDirectory) {
+  if (lookError) throw plat::SystemExceptionFmt("lstat(%s)", lookError, directory.get());
+  if (!isDirectoryOf(info, uid)) {
     throw plat::ExceptionFmt("namedPipeCredCheck: uid mismatch (%s)", directory.get());
   }
 
@@ -57,6 +58,7 @@ void notifyServer(uint32_t uid, const char* name, const char* descriptionPath,
     shutdown(server->getFd(), SHUT_RDWR);
     throw;
   }
+  tempFiles.setDelivered();
   tempFiles.erase(descriptionPath);
   for (const plat::String& document : documents) tempFiles.erase(document.get());
 }

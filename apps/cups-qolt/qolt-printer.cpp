@@ -65,6 +65,9 @@ void printJob(const char* jobId, const char* title, const char* fileName, TempFi
     sourceFilename = inputPath.get();
   }
 
+  // In /tmp, which is sticky, the account cannot remove what a stranger has put under these
+  // names to stop the queue. What root cannot either fails the creation of the file.
+  for (const char* suffix : {".ini", "-0.zrle"}) unlink(withSuffix(prefix, suffix).get());
   os::dropPrivileges(account);
   reportIdentity();
 
@@ -79,7 +82,7 @@ void printJob(const char* jobId, const char* title, const char* fileName, TempFi
   tempFiles.insert(documents);
   plat::String descriptionPath = withSuffix(prefix, ".ini");
   plat::String description = describeJob(title, getenv("PRINTER"), format.get(), documents);
-  writeDescription(tempFiles, descriptionPath.get(), description.get(), account.entry.pw_uid);
+  writeDescription(tempFiles, descriptionPath.get(), description.get());
 
   notifyServer(uid, name.get(), descriptionPath.get(), documents, tempFiles);
 }

@@ -1,10 +1,8 @@
 #include "apps/cups-qolt/zrle-generator.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdint>
 
 #include "apps/cups-qolt/CupsPixelBuffer.h"
@@ -59,7 +57,7 @@ void writePageHeader(rdr::OutStream& out, const cupsraster::CupsPixelBuffer& pag
 }
 
 void writePageFile(const char* path, cupsraster::CupsPixelBuffer& page) {
-  rdr::FileOutStream out(createJobFile(path, geteuid()).release(), true);
+  rdr::FileOutStream out(createJobFile(path).release(), true);
   writePageHeader(out, page);
   rfb::TransPixelBuffer translated(false);
   translated.setSource(&page);
@@ -79,10 +77,7 @@ void encodePage(rdr::OutStream& out, int width, int height, rfb::PixelBuffer& so
 
 void generateZrlePages(const char* fileName, const char* prefix, std::vector<plat::String>& files) {
   bool isFile = fileName && *fileName;
-  plat::OwnedFd input(isFile ? open(fileName, O_RDONLY | O_CLOEXEC) : -1);
-  if (isFile && input.get() < 0) {
-    throw plat::SystemExceptionFmt("open(\"%s\", O_RDONLY)", errno, fileName);
-  }
+  plat::OwnedFd input(isFile ? openStoredInput(fileName).release() : -1);
   cupsraster::RasterStreams streams(isFile ? input.get() : STDIN_FILENO,
                                     fileName ? fileName : "[stdin]");
   cupsraster::CupsPixelBuffer page(streams.open(), &streams);

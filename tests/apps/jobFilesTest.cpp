@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstring>
 #include <memory>
 #include <thread>
 
@@ -115,18 +116,48 @@ TEST(describeJob, listsTheDocumentsInOrder) {
 
 TEST(createJobFile, fileThatCannotBeMadeLeavesTheSet) {
   test::ScratchFolder folder;
-  test::writeFile(folder / "target", "precious");
-  ASSERT_EQ(symlink((folder / "target").c_str(), (folder / "link").c_str()), 0);
-  {
+  std::filesystem::create_directory(folder / "folder");
+  for (auto& [name, error] : {std::pair{"folder", EEXIST}, {"no/file", ENOENT}}) {
     TempFileSet set;
-    EXPECT_THROW(createJobFile(set, (folder / "link").c_str(), geteuid()), plat::SystemException);
     try {
-      createJobFile(set, (folder / "no/file").c_str(), geteuid());
+      createJobFile(set, (folder / name).c_str());
       FAIL();
     } catch (const plat::SystemException& e) {
-      EXPECT_EQ(e.err, ENOENT);
+      EXPECT_EQ(e.err, error);
     }
   }
-  EXPECT_TRUE(std::filesystem::is_symlink(folder / "link"));
-  EXPECT_EQ(test::readFile(folder / "target"), "precious");
+  EXPECT_TRUE(std::filesystem::is_directory(folder / "folder"));
+}
+
+// Whoever held the earlier entry open used to read, and could change, the document.
+TEST(createJobFile, isANewFileWhateverHadItsName) {
+  test::ScratchFolder folder;
+  const std::string path = folder / "file", target = folder / "target";
+  umask(077);
+  for (const char* kind : {"file", "link", "dangling", "hard link", "fifo"}) {
+    SCOPED_TRACE(kind);
+    test::writeFile(target, "precious");
+    if (!strcmp(kind, "file")) test::writeFile(path, "earlier");
+    if (!strcmp(kind, "link")) std::filesystem::create_symlink(target, path);
+    if (!strcmp(kind, "dangling")) std::filesystem::create_symlink(folder / "absent", path);
+    if (!strcmp(kind, "hard link")) std::filesystem::create_hard_link(target, path);
+    if (!strcmp(kind, "fifo")) mkfifo(path.c_str(), 0666);
+    plat::OwnedFd held(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    {
+      TempFileSet set;
+      plat::FilePtr file = createJobFile(set, path.c_str());
+      fputs("document", file.get());
+      fflush(file.get());
+      struct stat made;
+      ASSERT_EQ(lstat(path.c_str(), &made), 0);
+      EXPECT_EQ(made.st_mode, static_cast<mode_t>(S_IFREG | 0600));
+      EXPECT_EQ(test::readFile(path), "document");
+    }
+    EXPECT_FALSE(std::filesystem::exists(path));
+    EXPECT_EQ(test::readFile(target), "precious");
+    EXPECT_FALSE(std::filesystem::exists(folder / "absent"));
+    char bytes[8] = "";
+    ssize_t count = held.get() < 0 ? 0 : read(held.get(), bytes, sizeof bytes);
+    EXPECT_FALSE(count > 0 && !strncmp(bytes, "document", 8));
+  }
 }

@@ -1,6 +1,7 @@
 #include "apps/cups-qolt/zrle-generator.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -205,14 +206,26 @@ TEST_P(ZrleGeneratorTest, documentThatCannotBeReadIsNamed) {
   });
 }
 
-TEST_P(ZrleGeneratorTest, pageFileFollowsNoLink) {
+TEST_P(ZrleGeneratorTest, pageFileReplacesALinkAndFollowsNone) {
   with([this] {
     test::writeFile(folder / "target", "precious");
     std::filesystem::create_symlink(folder / "target", folder / "job-0.zrle");
-    EXPECT_EQ(generate(test::rasterStream("RaS3", {test::randomPage(1, 1)})).substr(0, 9),
-              "System-40");
+    EXPECT_EQ(generate(test::rasterStream("RaS3", {test::randomPage(1, 1)})), "");
     EXPECT_EQ(test::readFile(folder / "target"), "precious");
-    EXPECT_TRUE(std::filesystem::is_symlink(folder / "job-0.zrle"));
+    EXPECT_FALSE(std::filesystem::is_symlink(folder / "job-0.zrle"));
+  });
+}
+
+// The account owns the copy and may put anything in its place. A fifo used to hang the job.
+TEST_P(ZrleGeneratorTest, storedInputIsARegularFile) {
+  with([this] {
+    const std::string fifo = folder / "fifo", link = folder / "link";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    test::writeFile(folder / "other", test::rasterStream("RaS3", {}));
+    std::filesystem::create_symlink(folder / "other", link);
+    EXPECT_EQ(run(fifo.c_str()),
+              "System-22: open(\"" + fifo + "\", O_RDONLY): Invalid argument (22)");
+    EXPECT_EQ(run(link.c_str()).substr(0, 9), "System-40");
   });
 }
 
