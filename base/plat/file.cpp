@@ -29,9 +29,7 @@ struct stat statOrThrow(const char* message, const char* path) {
 }
 
 mode_t privateMode(const struct stat& info) {
-  if (S_ISDIR(info.st_mode)) return info.st_mode & 07700;
-  // Without set-id bits: they would now run as the new owner.
-  return (info.st_mode & 0700) | S_IRUSR | S_IWUSR;
+  return S_ISDIR(info.st_mode) ? info.st_mode & 07700 : S_IRUSR | S_IWUSR;
 }
 
 // The descriptor pins what the name meant: it cannot become another file between

@@ -40,8 +40,8 @@ void fileRemove(const char* path);
 void fileRename(const char* from, const char* to);
 
 // Gives the file to the user, the group unchanged, and takes every permission
-// from group and others; a file is readable and writable by the user then, a
-// directory keeps the bits of its owner. By name, a symbolic link is refused
+// from group and others; a file gets mode 0600, a directory keeps the bits of its
+// owner. By name, a symbolic link is refused
 // with ELOOP: who may plant one must not choose what is given away.
 void fileMakePrivate(int fd, uid_t user);
 void fileMakePrivate(const char* path, uid_t user);

@@ -113,7 +113,7 @@ TEST_F(FileTest, absolutePathResolvesLinksAndDots) {
 }
 
 TEST_F(FileTest, makePrivateGivesAwayTheFileAndNothingBehindALink) {
-  const std::pair<mode_t, mode_t> modes[] = {{0444, 0600}, {06755, 0700}};
+  const std::pair<mode_t, mode_t> modes[] = {{0444, 0600}, {06755, 0600}};
   for (auto& [before, after] : modes) {
     SCOPED_TRACE(before);
     std::string file = make("file");
