@@ -10,7 +10,6 @@
 
 #include "base/plat/Assertion.h"
 #include "base/plat/DString.h"
-#include "base/plat/NumUtil.h"
 #include "base/plat/Splitter.h"
 
 namespace plat {
@@ -80,19 +79,21 @@ String formatIso(Ticks ticks, const tm& time, bool withMilliseconds) {
   return text.release();
 }
 
-bool parseNumber(const char* text, int* value) {
-  unsigned number;
-  if (!text || !strToUInt(&number, &text, 10) || *text || number > INT_MAX) return false;
-  *value = static_cast<int>(number);
+// That many decimal digits; what follows is not looked at.
+bool parseDigits(const char* text, int count, int* value) {
+  if (!text) return false;
+  int number = 0;
+  for (int i = 0; i < count; i++) {
+    if (text[i] < '0' || text[i] > '9') return false;
+    number = number * 10 + (text[i] - '0');
+  }
+  *value = number;
   return true;
 }
 
-// Two decimal digits; what follows is not looked at.
-bool parseTwoDigits(const char* text, int* value) {
-  auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
-  if (!text || !isDigit(text[0]) || !isDigit(text[1])) return false;
-  *value = (text[0] - '0') * 10 + text[1] - '0';
-  return true;
+// Nothing but that many decimal digits.
+bool parseField(const char* text, int count, int* value) {
+  return parseDigits(text, count, value) && !text[count];
 }
 
 // The digits behind the "." as ticks.
@@ -113,11 +114,11 @@ bool parseFraction(const char* digits, Ticks* ticks) {
 bool parseOffset(const char* text, int64_t* seconds) {
   int hours;
   int minutes = 0;
-  if (!parseTwoDigits(text, &hours)) return false;
+  if (!parseDigits(text, 2, &hours)) return false;
   text += 2;
   if (*text) {
     if (*text == ':') text++;
-    if (!parseTwoDigits(text, &minutes) || text[2]) return false;
+    if (!parseField(text, 2, &minutes)) return false;
   }
   *seconds = hours * 3600 + minutes * 60;
   return true;
@@ -259,10 +260,9 @@ bool parseIso(const char* text, Ticks* ticks) {
   char suffix = 0;
   const char* secondText = splitter.nextAny(".Z+-", &suffix);
   int year, month, day, hour, minute, second;
-  if (!parseNumber(yearText, &year) || !parseNumber(monthText, &month) ||
-      !parseNumber(dayText, &day) || !parseNumber(hourText, &hour) || strlen(hourText) != 2 ||
-      !parseTwoDigits(minuteText, &minute) || minuteText[2] ||
-      !parseTwoDigits(secondText, &second) || secondText[2] || year < 1 || year > 9999) {
+  if (!parseField(yearText, 4, &year) || !parseField(monthText, 2, &month) ||
+      !parseField(dayText, 2, &day) || !parseField(hourText, 2, &hour) ||
+      !parseField(minuteText, 2, &minute) || !parseField(secondText, 2, &second) || year < 1) {
     return false;
   }
   Ticks result;
