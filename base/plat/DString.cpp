@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <new>
@@ -90,6 +91,8 @@ void DString::appendFormatV(const char* format, va_list args) {
     va_end(attempt);
     if (written >= 0 && written < capacity - used) return;
     data[used] = 0;
+    // Not for want of room: the format or what it converts is wrong.
+    if (written < 0 && (errno == EILSEQ || errno == EINVAL)) return;
     guess = written >= 0 ? int64_t{written} + 1 : guess * 2;
   }
 }
@@ -157,17 +160,19 @@ void DString::wordWrap(int width, int indent) {
   result.reserve(capacity);
   int at = 0;
   int64_t column = 0;
+  bool lineIsEmpty = true;
   for (const char* p = data; *p;) {
     if (*p == '\n') {
       at = result.writeAt(at, p++, 1);
       column = 0;
+      lineIsEmpty = true;
       continue;
     }
     int blanks = static_cast<int>(strspn(p, " "));
     const char* word = p + blanks;
     int wordLength = static_cast<int>(strcspn(word, " \n"));
     int wordWidth = utf8DisplayWidth(word, word + wordLength);
-    if (column == 0 || column + blanks + wordWidth <= width) {
+    if (lineIsEmpty || column + blanks + wordWidth <= width) {
       at = result.writeAt(at, p, blanks + wordLength);
       column += blanks + wordWidth;
     } else if (wordLength > 0) {
@@ -175,6 +180,7 @@ void DString::wordWrap(int width, int indent) {
       at = result.writeAt(at, word, wordLength);
       column = std::max(indent, 0) + wordWidth;
     }
+    lineIsEmpty = false;
     p = word + wordLength;
   }
   *this = std::move(result);

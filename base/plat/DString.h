@@ -30,7 +30,8 @@ class DString {
   void reserve(int size);
   // A null text does nothing. The text may lie in this string.
   void append(const char* text, int length = -1);
-  // The arguments must not point into this string.
+  // The arguments must not point into this string. What vsnprintf() refuses, such as
+  // a wide character that the locale lacks, appends nothing.
   void appendFormat(const char* format, ...) PLAT_PRINTF(2, 3);
   void appendFormatV(const char* format, va_list args);
   // `count` copies of one character, UTF-8 encoded. Throws plat::Exception

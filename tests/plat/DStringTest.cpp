@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <clocale>
 #include <string>
 
 using namespace plat;
@@ -65,12 +66,24 @@ TEST(DString, wrapsWords) {
               {"aa\nbb cc dd", 5, 1, "aa\nbb cc\n dd"},
               {"aa\n\nbb", 2, 1, "aa\n\nbb"},
               {"aaa bb ", 6, 1, "aaa bb"},
+              // U+0301 has no width, and yet its line is not empty.
+              {"\xcc\x81 aa", 2, 0, "\xcc\x81\naa"},
               {"", 5, 1, ""}};
+  setlocale(LC_CTYPE, "C.UTF-8");
   for (auto& row : rows) {
     DString text(row.text);
     text.wordWrap(row.width, row.indent);
     EXPECT_STREQ(text.get(), row.expected);
   }
+  setlocale(LC_CTYPE, "C");
+}
+
+// Used to grow to 1 GiB first.
+TEST(DString, formatThatIsRefusedAppendsNothing) {
+  DString text("ab");
+  const wchar_t outsideTheLocale[] = {0x20ac, 0};
+  text.appendFormat("%s%ls", "c", outsideTheLocale);
+  EXPECT_STREQ(text.get(), "ab");
 }
 
 }  // namespace
