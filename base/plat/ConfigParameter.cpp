@@ -69,6 +69,16 @@ String checkedS64Default(const char* name, const char* defaultValue) {
   return stored;
 }
 
+// The values in text form, wiped at the end, because binary ones may be secrets.
+struct ValueTexts {
+  explicit ValueTexts(const ConfigParameter& parameter) : texts(parameter.getValues()) {}
+  ValueTexts(const ValueTexts&) = delete;
+  ~ValueTexts() {
+    for (auto& [priority, text] : texts) secureWipe(text.data(), text.length());
+  }
+  std::map<int, String> texts;
+};
+
 int countNames(const char* const* names) {
   int count = 0;
   while (names[count]) count++;
@@ -142,13 +152,11 @@ void ConfigParameter::removeCallback(ParameterChangedCallback* callback) {
 }
 
 void ConfigParameter::copyValues(const ConfigParameter& other) {
-  for (const auto& value : getValues()) {
-    if (!other.hasValue(value.first)) unsetParam(value.first, true);
+  const ValueTexts own(*this), wanted(other);
+  for (const auto& [priority, text] : own.texts) {
+    if (!wanted.texts.count(priority)) unsetParam(priority, true);
   }
-  for (auto& [priority, text] : other.getValues()) {
-    setParam(text.get(), priority);
-    if (text.data()) secureWipe(text.data(), text.length());
-  }
+  for (const auto& [priority, text] : wanted.texts) setParam(text.get(), priority);
 }
 
 void ConfigParameter::notifyCallbacks(int priority) {
@@ -187,7 +195,7 @@ TypedParameter<T>::TypedParameter(const TypedParameter& original, Configuration*
     : ConfigParameter(original, configuration_), values(original.values) {}
 
 template <class T>
-bool TypedParameter<T>::setValue(const T& value, int priority) {
+bool TypedParameter<T>::store(const T& value, int priority) {
   if (priority > maxNoPolicyPriority && tags.contains("noPolicy")) return false;
   auto stored = values.find(priority);
   if (stored == values.end()) {
@@ -264,11 +272,11 @@ bool BoolParameter::setParam(const char* text, int priority) {
     logSource().error("Bool parameter %s: invalid value '%s'", name, text);
     return false;
   }
-  return setValue(value, priority);
+  return store(value, priority);
 }
 
 bool BoolParameter::setParam(int value, int priority) {
-  return setValue(value != 0, priority);
+  return store(value != 0, priority);
 }
 
 std::unique_ptr<ConfigParameter> BoolParameter::clone(Configuration* registry) const {
@@ -293,7 +301,7 @@ bool IntParameter::setParam(const char* text, int priority) {
 }
 
 bool IntParameter::setParam(int value, int priority) {
-  return value >= min && value <= max && setValue(value, priority);
+  return value >= min && value <= max && store(value, priority);
 }
 
 std::unique_ptr<ConfigParameter> IntParameter::clone(Configuration* registry) const {
@@ -351,7 +359,7 @@ StringParameter::StringParameter(const StringParameter& original, Configuration*
 bool StringParameter::setParam(const char* text, int priority) {
   if (!text) return false;
   if (!isValidUtf8(text)) throw BadUtf8("Bad UTF-8 string for %s", name);
-  return setValue(String(text), priority);
+  return store(String(text), priority);
 }
 
 std::unique_ptr<ConfigParameter> StringParameter::clone(Configuration* registry) const {
@@ -370,7 +378,7 @@ S64Parameter::S64Parameter(const S64Parameter& original, Configuration* registry
 bool S64Parameter::setParam(const char* text, int priority) {
   S64 value;
   String stored = s64StoredText(text, &value);
-  return !stored.isNull() && TypedParameter::setValue(stored, priority);
+  return !stored.isNull() && store(stored, priority);
 }
 
 std::unique_ptr<ConfigParameter> S64Parameter::clone(Configuration* registry) const {
@@ -384,7 +392,7 @@ S64 S64Parameter::getValue() const {
 }
 
 bool S64Parameter::setValue(S64 value, int priority) {
-  return TypedParameter::setValue(canonicalText(value), priority);
+  return store(canonicalText(value), priority);
 }
 
 String S64Parameter::canonicalText(S64 value) {
@@ -405,9 +413,12 @@ BinaryParameter::BinaryParameter(const BinaryParameter& original, Configuration*
 
 bool BinaryParameter::setParam(const char* text, int priority) {
   MBuf<unsigned char> bytes(0, /*wipe=*/true);
-  if (!text || !hexToBin(text, bytes)) return false;
-  bytes.setWipe(true);
-  return setValue(bytes, priority);
+  return text && hexToBin(text, bytes) && setValue(std::move(bytes), priority);
+}
+
+bool BinaryParameter::setValue(MBuf<unsigned char> value, int priority) {
+  value.setWipe(true);
+  return store(value, priority);
 }
 
 String BinaryParameter::getValueStr(int priority) const {

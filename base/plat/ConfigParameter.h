@@ -93,7 +93,8 @@ class ConfigParameter : public NonCopyable {
   void link();
 };
 
-// For the four types at the end of this header only.
+// For the four types at the end of this header only. Each class has a setValue(T,
+// priority) that refuses what its text form refuses.
 template <class T>
 class TypedParameter : public ConfigParameter {
  public:
@@ -106,11 +107,12 @@ class TypedParameter : public ConfigParameter {
   std::map<int, String> getValues() const override;
 
   const T& getValue() const { return values.rbegin()->second; }
-  // False when the tag "noPolicy" refuses the priority; nothing else is checked.
-  // An equal value at the same priority is true without a log line or a callback.
-  bool setValue(const T& value, int priority);
 
  protected:
+  // False when the tag "noPolicy" refuses the priority; nothing else is checked.
+  // An equal value at the same priority is true without a log line or a callback.
+  bool store(const T& value, int priority);
+
   TypedParameter(const char* name, const char* desc, const char* locDesc, const T& defaultValue,
                  bool hidden, Configuration* configuration, const char* tags);
   TypedParameter(const TypedParameter& original, Configuration* configuration);
@@ -129,6 +131,7 @@ class BoolParameter : public TypedParameter<bool> {
   static bool parse(const char* text, bool* value);
   bool setParam(const char* text, int priority) override;
   bool setParam(int value, int priority) override;
+  bool setValue(bool value, int priority) { return store(value, priority); }
   int getInt() const override { return getValue(); }
   const char* getTypeName() const override { return "bool"; }
   std::unique_ptr<ConfigParameter> clone(Configuration* registry) const override;
@@ -146,6 +149,7 @@ class IntParameter : public TypedParameter<int> {
                const char* tags = nullptr, const char* locDesc = nullptr);
   bool setParam(const char* text, int priority) override;
   bool setParam(int value, int priority) override;
+  bool setValue(int value, int priority) { return setParam(value, priority); }
   int getInt() const override { return getValue(); }
   const char* getTypeName() const override { return "int"; }
   std::unique_ptr<ConfigParameter> clone(Configuration* registry) const override;
@@ -188,6 +192,7 @@ class StringParameter : public TypedParameter<String> {
                   const char* tags = nullptr);
   using TypedParameter::setParam;
   bool setParam(const char* text, int priority) override;
+  bool setValue(const String& value, int priority) { return setParam(value.get(), priority); }
   const char* getTypeName() const override { return "string"; }
   std::unique_ptr<ConfigParameter> clone(Configuration* registry) const override;
 
@@ -208,6 +213,7 @@ class S64Parameter : public TypedParameter<String> {
   std::unique_ptr<ConfigParameter> clone(Configuration* registry) const override;
   S64 getValue() const;
   bool setValue(S64 value, int priority);
+  bool setValue(const String& value, int priority) { return setParam(value.get(), priority); }
   static String canonicalText(S64 value);
 
  protected:
@@ -225,6 +231,7 @@ class BinaryParameter : public TypedParameter<MBuf<unsigned char>> {
   bool setParam(const char* text, int priority) override;
   using TypedParameter::getValueStr;
   String getValueStr(int priority) const override;
+  bool setValue(MBuf<unsigned char> value, int priority);
   const char* getTypeName() const override { return "binary"; }
   std::unique_ptr<ConfigParameter> clone(Configuration* registry) const override;
   // Copies the effective bytes.

@@ -113,7 +113,23 @@ TEST_F(ConfigParameterTest, textFormsOfEachType) {
 TEST_F(ConfigParameterTest, invalidUtf8Throws) {
   StringParameter text("Text", "d", nullptr, "", false, &registry);
   EXPECT_THROW(text.setParam("\xc3\x28", 10), BadUtf8);
+  EXPECT_THROW(text.setValue(String("\xc3\x28"), 10), BadUtf8);
   EXPECT_FALSE(text.hasValue(10));
+}
+
+// They used to take anything.
+TEST_F(ConfigParameterTest, typedSettersRefuseWhatTheTextFormRefuses) {
+  IntParameter size("Size", "d", 0, false, &registry, -1, 9);
+  EnumParameter colour("Colour", "d", colours, 0, false, &registry);
+  StringParameter text("Text", "d", nullptr, "", false, &registry);
+  S64Parameter big("Big", "d", nullptr, "int64:0000000000000000", false, &registry);
+  EXPECT_FALSE(size.setValue(-2, 10) || size.setValue(10, 10));
+  EXPECT_FALSE(colour.setValue(-1, 10) || colour.setValue(3, 10));
+  EXPECT_FALSE(text.setValue(String(), 10));
+  EXPECT_FALSE(big.setValue(String("255"), 10) || big.setValue(String(), 10));
+  EXPECT_TRUE(size.setValue(9, 10) && colour.setValue(2, 10) && text.setValue(String("t"), 10));
+  EXPECT_TRUE(big.setValue(String("00000000000000ff"), 10));
+  EXPECT_EQ(big.getValue(), 255);
 }
 
 TEST_F(ConfigParameterTest, clonesOwnTheirTextsAndCopiesFollow) {
