@@ -103,14 +103,6 @@ BadUtf8::BadUtf8(const char* text) : Exception(text) {
   assertWanted();
 }
 
-BadUtf8::BadUtf8(Formatted, const char* format, ...) : Exception(nullptr) {
-  va_list args;
-  va_start(args, format);
-  formatMessage(format, args);
-  va_end(args);
-  assertWanted();
-}
-
 void BadUtf8::assertWanted() const {
   // By name: the parameter may not live yet, or no longer.
   if (Configuration::global().getBool("_BadUtf8Assert", false)) {

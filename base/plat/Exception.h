@@ -79,16 +79,22 @@ class BadNum : public Exception {
 class BadUtf8 : public Exception {
  public:
   explicit BadUtf8(const char* message);
-  // Two arguments at least, so that a plain text is never taken as a format.
-  template <class... Args>
-  BadUtf8(const char* format, const char* firstArg, Args... args)
-      : BadUtf8(Formatted{}, format, firstArg, args...) {}
+  // A template, so that a plain text is never taken as a format.
+  template <class = void>
+  BadUtf8(const char* format, ...) PLAT_PRINTF(2, 3);
 
  private:
-  struct Formatted {};
-  BadUtf8(Formatted, const char* format, ...);
   void assertWanted() const;
 };
+
+template <class>
+BadUtf8::BadUtf8(const char* format, ...) : Exception(nullptr) {
+  va_list args;
+  va_start(args, format);
+  formatMessage(format, args);
+  va_end(args);
+  assertWanted();
+}
 
 class TimedOut : public Exception {
  public:
