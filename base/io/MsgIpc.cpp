@@ -31,7 +31,7 @@ void MsgIpc::registerReader(const char* name, Reader* reader) {
 rdr::OutStreamV4& MsgIpc::writeMsg(const char* name) {
   if (filter && !filter->isAllowed(this, name, true)) {
     log.info("%s: Message '%s' not currently allowed", getName(), name);
-    throw plat::Exception("MsgIpc::writeMsg: Message not currently allowed");
+    throw MsgNotAllowed("MsgIpc::writeMsg: Message not currently allowed");
   }
   return startNamed(name);
 }

@@ -9,6 +9,12 @@
 
 namespace io {
 
+// The filter refuses to send a message.
+class MsgNotAllowed : public plat::Exception {
+ public:
+  using Exception::Exception;
+};
+
 // Named messages over a connection, each one message of rdr::OutStreamV4:
 //   nameLength:uint8 name:byte[nameLength] body
 // The body belongs to the message's sender and reader. The name "badMsg" is reserved;
@@ -49,7 +55,7 @@ class MsgIpc : public Ipc, private Ipc::Callback {
   void registerReader(const char* name, Reader* reader);
 
   // Starts a message: the caller writes the body to the returned stream and ends it with
-  // its endMsg(). Throws plat::Exception when the filter refuses the name. A message
+  // its endMsg(). Throws MsgNotAllowed when the filter refuses the name. A message
   // without a connection vanishes.
   rdr::OutStreamV4& writeMsg(const char* name);
 

@@ -61,12 +61,12 @@ struct LogDestIpcTest : testing::Test {
     manager.runIdle();
     dest.setMsgIpc(nullptr);
   }
-  void connect() {
+  void connect(int channelBufSize = -1) {
     int fds[2];
     os::createSocketPair(AF_UNIX, SOCK_STREAM, 0, fds);
     server.emplace();
     server->ipc.acceptIo(new io::FdIo(fds[1], true, false, -1, -1, true));
-    channel.acceptIo(new io::FdIo(fds[0], true, false, -1, -1, true));
+    channel.acceptIo(new io::FdIo(fds[0], true, false, -1, channelBufSize, true));
   }
   Strings received() {
     manager.runIdle();
@@ -99,6 +99,19 @@ TEST_F(LogDestIpcTest, messagesWaitWhileTheServerIsAway) {
     server->setLevel(30);
     EXPECT_EQ(received(), (Strings{"30 Testing away", "30 Testing reconnected"}));
   }
+}
+
+// It used to stay, perhaps in the middle of a message.
+TEST_F(LogDestIpcTest, channelThatCannotSendIsClosed) {
+  channel.close(false);
+  connect(4096);
+  server->setLevel(30);
+  manager.runIdle();
+  channel.out()->setThrowErrors(true);
+  channel.getIo()->setTimeout(1);
+  for (int i = 0; i < 1000; i++) source.info("%s", std::string(1024, 'x').c_str());
+  EXPECT_THROW(dest.flush(), plat::Exception);
+  EXPECT_FALSE(channel.isConnected());
 }
 
 TEST_F(LogDestIpcTest, overflowIsToldOnce) {

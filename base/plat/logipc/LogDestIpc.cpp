@@ -5,7 +5,6 @@
 #include "base/plat/Assertion.h"
 #include "base/plat/DString.h"
 #include "base/plat/LogSrc.h"
-#include "base/plat/utf8.h"
 
 namespace plat {
 
@@ -27,13 +26,10 @@ void send(io::MsgIpc& channel, const LogEntry& entry, const String& prefix) {
   DString source;
   if (!prefix.isNull()) source.appendFormat("%s: ", prefix.get());
   source.append(entry.source.orEmpty());
-  int start = 0, length = maxTextBytes;
-  utf8ClampRange(entry.text.orEmpty(), &start, &length);
-
   rdr::OutStreamV4& out = channel.writeMsg(logMsg);
   out.writeS32(entry.level);
   out.writeString(source.orEmpty());
-  out.writeString(entry.text.orEmpty() + start, length);
+  out.writeString(entry.text.orEmpty(), maxTextBytes);
   out.endMsg(false);
 }
 
@@ -81,16 +77,25 @@ void LogDestIpc::flush() {
     channel = msgIpc;
     sourcePrefix = prefix;
   }
-  for (const LogEntry& entry : taken) send(*channel, entry, sourcePrefix);
-  channel->out()->flush();
+  try {
+    for (const LogEntry& entry : taken) send(*channel, entry, sourcePrefix);
+    channel->out()->flush();
+  } catch (const io::MsgNotAllowed&) {
+    throw;
+  } catch (const plat::Exception&) {
+    // It may have stopped in the middle of a message, behind which none would be
+    // understood.
+    channel->close(false);
+    throw;
+  }
 }
 
 void LogDestIpc::kicked(Kicker*) {
   try {
     flush();
   } catch (const Exception&) {
-    // Sending is refused, or the connection is broken and about to end: logging that
-    // would only kick again. Waits for the next "setLogLevel".
+    // Logging that would only kick again. What a filter refuses waits for the next
+    // "setLogLevel".
     setConnected(false);
   }
 }

@@ -32,8 +32,8 @@ class LogDestIpc : public LogDest, private Kickee, private io::MsgIpc::Reader {
   // destination sends, nor from a connection change that sending causes. Throws
   // plat::SystemException.
   void setMsgIpc(io::MsgIpc* ipc);
-  // Sends what waits when the server has told its level. Throws what sending throws; the
-  // messages taken out for it are lost.
+  // Sends what waits when the server has told its level. Throws what sending throws, and
+  // closes the channel then unless its filter refused; the messages taken out are lost.
   void flush();
 
  private:
