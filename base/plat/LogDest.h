@@ -13,10 +13,13 @@ namespace plat {
 class LogDest : public NonCopyable {
  public:
   explicit LogDest(const char* name);  // static text, null: unnamed
-  // Detaches itself from every source.
+  // Detaches itself from every source, but only when the derived part is gone: no
+  // other thread may log then, or the log specification leaves this out already.
   virtual ~LogDest();
-  // From any thread, one at a time for what sources write. May log in turn, but
-  // must not change the log specification.
+  // From any thread, one at a time for what sources write, under listMutex(). Also
+  // the stored messages, whenever a specification with "*" for this one is applied
+  // and once by LogSrc::initLogging(). May log in turn, but must not change the log
+  // specification.
   virtual void write(int level, const char* source, const char* text) = 0;
   // False: sources pass it over.
   virtual bool isActive() const;
@@ -32,7 +35,8 @@ class LogDest : public NonCopyable {
  protected:
   const char* name;
   LogDest* next;
-  std::atomic<int> level;  // what this destination takes at most
+  // What this destination takes at most; LogSrc::updateAllLevels() follows a change.
+  std::atomic<int> level;
 
   friend class LogSrc;
   // Guards both process-wide lists and what is attached to the sources. Taken

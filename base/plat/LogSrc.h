@@ -64,7 +64,7 @@ class LogSrc : public NonCopyable {
   void logV(int level, const char* format, va_list args);
 
   const char* name;
-  std::atomic<int> level;         // -1: nothing attached; INT_MAX: not configured yet
+  std::atomic<int> level;         // -1: nothing attached; INT_MAX: no specification applied yet
   std::map<LogDest*, int> dests;  // the limit given for this source
   LogSrc* next;
   bool constructed;
