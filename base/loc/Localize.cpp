@@ -84,9 +84,13 @@ plat::String Localize::localizePlural(const char* key, int count, const char* fi
 }
 
 TransMap& Localize::currentMap() {
-  if (TransMap* map = TransMap::ofThread()) return *map;
-  if (!loaded) updateLocales();
-  return processMap;
+  TransMap* map = TransMap::ofThread();
+  if (!map) {
+    if (!loaded) updateLocales();
+    map = &processMap;
+  }
+  readNewDirectories(*map);
+  return *map;
 }
 
 TransMap& Localize::compiledIn() {
@@ -115,9 +119,6 @@ void Localize::addTranslation(const char* locale, const char* key, const char* t
 void Localize::addDirectory(const char* directory) {
   std::lock_guard<plat::RecursiveMutex> lock(mutex);
   directories.emplace_back(directory);
-  for (const plat::String& locale : processMap.getLoaded()) {
-    loadStringsFile(directory, locale.get(), processMap);
-  }
 }
 
 void Localize::setExportLanguage(bool on) {
@@ -126,13 +127,15 @@ void Localize::setExportLanguage(bool on) {
 }
 
 void Localize::parameterChanged(plat::ConfigParameter*, int) {
+  std::lock_guard<plat::RecursiveMutex> lock(mutex);
+  wantedLocales = localeParameter().getValue();
   updateLocales();
 }
 
 void Localize::updateLocales() {
   std::lock_guard<plat::RecursiveMutex> lock(mutex);
   loaded = true;
-  const std::vector<plat::String> locales = chooseLocales(localeParameter().getValue().get());
+  const std::vector<plat::String> locales = chooseLocales(wantedLocales.get());
   if (exportsLanguage) exportLanguage(locales.front().get());
   plat::String text = joined(locales);
   if (!(localesText == text)) {
@@ -169,9 +172,19 @@ std::vector<plat::String> Localize::chooseLocales(const char* wanted) {
 
 void Localize::load(TransMap& map, const std::vector<plat::String>& locales) {
   compiledIn();
+  readNewDirectories(map);
   for (const plat::String& locale : map.setLocales(expandLocales(locales))) {
     loadBuiltInStrings(locale.get(), map);
     for (const plat::String& directory : directories) {
+      loadStringsFile(directory.get(), locale.get(), map);
+    }
+  }
+}
+
+void Localize::readNewDirectories(TransMap& map) {
+  for (; map.directoriesRead < directories.size(); map.directoriesRead++) {
+    const plat::String& directory = directories[map.directoriesRead];
+    for (const plat::String& locale : map.getLoaded()) {
       loadStringsFile(directory.get(), locale.get(), map);
     }
   }

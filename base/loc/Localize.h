@@ -29,7 +29,7 @@ class Localize : public plat::ParameterChangedCallback, private plat::NonCopyabl
   // Beside the compiled-in texts, for every map. Text that is not UTF-8 is refused.
   void addTranslation(const char* locale, const char* key, const char* text);
   // Where files "strings.<locale>.po" are looked for, in the order of adding; later
-  // ones take precedence.
+  // ones take precedence. Every map, also a thread's, reads them at its next lookup.
   void addDirectory(const char* directory);
   // From the parameter and the environment; reads what is new.
   void updateLocales();
@@ -50,6 +50,7 @@ class Localize : public plat::ParameterChangedCallback, private plat::NonCopyabl
   TransMap& currentMap();
   std::vector<plat::String> chooseLocales(const char* wanted);
   void load(TransMap& map, const std::vector<plat::String>& locales);
+  void readNewDirectories(TransMap& map);
   plat::String inheritedLanguage() const;
   void exportLanguage(const char* locale);
 
@@ -59,6 +60,7 @@ class Localize : public plat::ParameterChangedCallback, private plat::NonCopyabl
   bool tookInCatalogues = false;
   bool loaded = false;
   std::vector<plat::String> directories;
+  plat::String wantedLocales;  // the parameter, which belongs to the main thread
   bool askedEnvironment = false;
   plat::String userLocale;  // null: none
   plat::String localesText;

@@ -33,6 +33,7 @@ class TransMap : private plat::NonCopyable {
   // Returns those whose sources are still to be read.
   std::vector<plat::String> setLocales(const std::vector<plat::String>& newLocales);
   const std::vector<plat::String>& getLoaded() const { return loaded; }
+  size_t directoriesRead = 0;  // of Localize, for the locales of getLoaded()
 
  private:
   using Catalogue = std::map<plat::String, Translation, plat::LessString>;

@@ -79,8 +79,13 @@ std::vector<plat::String> expandLocales(const std::vector<plat::String>& list) {
       plat::addUnique(expanded, name.language.get());
     }
   }
-  plat::addUnique(expanded, "en_US");
-  plat::addUnique(expanded, "en");
+  // Last, also where they stand further ahead, which is the place that counts then.
+  if (!expanded.empty() && expanded.back() == "en_US") expanded.pop_back();
+  const size_t count = expanded.size();
+  if (count < 2 || !(expanded[count - 2] == "en_US") || !(expanded[count - 1] == "en")) {
+    expanded.emplace_back("en_US");
+    expanded.emplace_back("en");
+  }
   return expanded;
 }
 

@@ -21,7 +21,7 @@ plat::String completeLocale(const char* entry, const char* primary);
 // Completes the entries of a list separated by ":" and adds those that are new.
 void addLocales(std::vector<plat::String>& list, const char* entries, const char* primary);
 // The order of lookup: every name with its language behind it, at last "en_US" and
-// "en". Of a name that comes twice the first place stays.
+// "en". Any other name that comes twice has its first place only.
 std::vector<plat::String> expandLocales(const std::vector<plat::String>& list);
 
 // The same for every spelling of a character set: case, "-" and "_" do not count, and

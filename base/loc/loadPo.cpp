@@ -10,6 +10,7 @@
 #include "base/plat/LogSrc.h"
 #include "base/plat/builtInResource.h"
 #include "base/plat/file.h"
+#include "base/plat/utf8.h"
 #include "base/rdr/Exceptions.h"
 #include "base/rdr/FileInStream.h"
 #include "base/rdr/MemInStream.h"
@@ -77,9 +78,9 @@ char unescaped(char c) {
 }
 
 // False at the end of the stream.
-bool readPoLine(rdr::InStream& in, std::string& line, bool* hadNul, bool* wasValid) {
+bool readPoLine(rdr::InStream& in, std::string& line, bool* hadNul) {
   try {
-    *wasValid = in.readLine(line, 0, hadNul);
+    in.readLine(line, 0, hadNul, false);
     return true;
   } catch (const rdr::EndOfStream&) {
   } catch (const rdr::EndOfMsg&) {
@@ -127,14 +128,16 @@ void loadPo(rdr::InStream& in, const char* name, const char* locale, TransMap& m
   std::string line;
   bool more = true;
   for (int lineNumber = 1; more; lineNumber++) {
-    bool hadNul = false, wasValid = true;
-    more = readPoLine(in, line, &hadNul, &wasValid);
+    bool hadNul = false;
+    more = readPoLine(in, line, &hadNul);
     if (more) in.checkpoint();
-    if (!wasValid) {
+    if (!plat::isValidUtf8(line.data(), line.data() + line.size())) {
+      // The log escapes the bytes.
       log().error("%s:%d Bad UTF-8 (%s) for '%s' locale", name, lineNumber, line.c_str(), locale);
+      line = plat::fixUtf8(line.data(), line.data() + line.size()).orEmpty();
     }
     try {
-      if (hadNul) throw plat::Exception("Bad command or string");
+      if (hadNul && line[0] != '#') throw plat::Exception("Bad command or string");
       more ? entry.takeLine(line.c_str()) : entry.end();
     } catch (const plat::Exception& e) {
       log().error("%s:%d %s", name, lineNumber, e.message);

@@ -50,7 +50,12 @@ TEST(Localize, resourcesAndDirectoriesReplaceWhatComesBefore) {
           UsingLocale faroese("fo");
           CHILD_CHECK(textOf("plat_usage_label") == "resource");
           CHILD_CHECK(textOf("test_source") == "first");
+          // Used to be missed by the map of a thread.
+          auto threadMap = Localize::instance().createThreadMap("fo");
+          CHILD_CHECK(textOf("test_source") == "first");
           Localize::instance().addDirectory(second.path().c_str());
+          CHILD_CHECK(textOf("test_source") == "second");
+          threadMap.reset();
           CHILD_CHECK(textOf("test_source") == "second");
         }
         _exit(0);

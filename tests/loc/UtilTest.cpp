@@ -25,7 +25,9 @@ TEST(Util, localeListsKeepTheFirstPlaceOfAName) {
   const std::pair<const char*, const char*> cases[] = {
       {"ja:xx", "ja_JP ja xx en_US en"},
       {"::de::de_DE:", "de_DE de en_US en"},
-      {"en_GB:de:de_AT", "en_GB en de_DE de de_AT en_US"},
+      {"en_GB:de:de_AT", "en_GB en de_DE de de_AT en_US en"},
+      {"en_US", "en_US en"},
+      {"en_GB:en_US", "en_GB en en_US en"},
       {"_DE:-", "_DE en_US en"},  // used to look for texts of the language ""
   };
   for (auto [entries, expanded] : cases) {

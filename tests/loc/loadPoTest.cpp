@@ -93,7 +93,10 @@ TEST(loadPo, invalidBytesAreReplaced) {
   Loaded po(std::string("msgid \"a\"\nmsgstr \"\xc3(\"\n\nmsgid \"b\0\"\nmsgstr \"2\"\n", 43));
   EXPECT_EQ(po.text("a"), "\xef\xbf\xbd(");
   EXPECT_EQ(po.text("b"), "-");
-  EXPECT_EQ(po.log.size(), 3u);
+  EXPECT_EQ(po.log,
+            (Lines{"0 Localize po:2 Bad UTF-8 (msgstr \"~M-C(\") for 'xx' locale",
+                   "0 Localize po:4 Bad command or string", "0 Localize po:5 Expected msgid"}));
+  EXPECT_EQ(Loaded(std::string("# \0\nmsgid \"a\"\nmsgstr \"1\"\n", 25)).log, Lines());
 }
 
 TEST(loadPo, failingFileKeepsWhatWasReadAndNoNameLeadsOutOfTheDirectory) {
