@@ -205,8 +205,9 @@ bool Region::copy(const Region& source) {
 
 bool Region::unite(const Region& a, const Region& b) {
   if (a.isBroken() || b.isBroken()) return makeBroken();
+  if (&a != &b && a.isEmpty()) return copy(b);
   if (&a == &b || b.isEmpty() || encloses(a, b)) return copy(a);
-  if (a.isEmpty() || encloses(b, a)) return copy(b);
+  if (encloses(b, a)) return copy(b);
   return sweep(a, b, &Region::appendUnion, true, true);
 }
 

@@ -181,7 +181,10 @@ bool PixelFormat::makeNativeEndian() {
   if (!bigEndian) return true;
   if (bpp != 8) {
     if (!hasByteChannels()) return false;
-    auto mirrored = [this](uint8_t shift) { return static_cast<uint8_t>(bpp - 8 - shift); };
+    // The shift of a channel without bits may lie behind the last byte; it stays.
+    auto mirrored = [this](uint8_t shift) {
+      return shift + 8 <= bpp ? static_cast<uint8_t>(bpp - 8 - shift) : shift;
+    };
     redShift = mirrored(redShift);
     greenShift = mirrored(greenShift);
     blueShift = mirrored(blueShift);

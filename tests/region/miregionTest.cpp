@@ -120,6 +120,12 @@ TEST(Region, randomOperationsAgreeWithBitmap) {
   }
 }
 
+TEST(Region, unionOfEmptyRegionsIsTheSecond) {
+  Region first(box(1, 2, 1, 2)), second(box(3, 4, 3, 4)), result;
+  EXPECT_TRUE(result.unite(first, second));
+  EXPECT_EQ(text(result.extents()), "3,4-3,4 ");
+}
+
 TEST(Region, coordinatesReachTheLimitsOf16Bits) {
   EXPECT_EQ(text(unionOf({box(-32768, -32768, 0, 32767), box(0, -32768, 32767, 32767)})),
             "-32768,-32768-32767,32767 in -32768,-32768-32767,32767 ");

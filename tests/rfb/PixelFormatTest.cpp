@@ -78,6 +78,10 @@ TEST(PixelFormat, nativeFormatReadsTheSameColoursFromTheSameBytes) {
     native.rgbFromPixel(pixel, &after, nullptr);
     EXPECT_EQ(before, after);
   }
+  // Without red; its shift used to become 248.
+  PixelFormat noRed(16, 16, true, true, 0, 255, 255, 16, 8, 0);
+  EXPECT_TRUE(noRed.makeNativeEndian() && noRed.isValid());
+  EXPECT_TRUE(noRed == PixelFormat(16, 16, false, true, 0, 255, 255, 16, 0, 8));
   PixelFormat packed = bigEndian(PixelFormat::rgb565());
   EXPECT_FALSE(packed.makeNativeEndian());
   EXPECT_TRUE(packed == bigEndian(PixelFormat::rgb565()));
