@@ -25,7 +25,8 @@ class EncoderCallback : private plat::NonCopyable {
   explicit EncoderCallback(int newScratchLimit = 16384, bool wipe = false)
       : scratchLimit(newScratchLimit), scratch(0, wipe) {}
 
-  // A rectangle, or a part of one, is held back for a later update.
+  // A whole rectangle is held back for a later update. Of one that is written in part the
+  // caller learns by the region that was updated.
   virtual void rectDeferred() {}
   // Writes the header of a rectangle; returns the stream for its data, which stays the
   // callback's.

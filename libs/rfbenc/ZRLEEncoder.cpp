@@ -109,6 +109,7 @@ bool ZRLEEncoder::encode(const Rect& r, rdr::OutStream* os, PixelBuffer* pb, int
   Rect result = r;
   if (written) *written = r;
   const bool direct = !writeLength && maxBytes <= 0;
+  const int compressed = zlib.length();
   bool whole = true;
   if (!direct) {
     whole = encodeIntoMemory(r, pb, maxBytes, &result, withRectHeader);
@@ -123,8 +124,9 @@ bool ZRLEEncoder::encode(const Rect& r, rdr::OutStream* os, PixelBuffer* pb, int
     os->writeBytes(memory.data(), memory.length());
   }
   if (withRectHeader) callback->endRect(false);
-  // Of an empty rectangle there is no output, not even the stream's header.
-  if (!result.isEmpty()) fresh = false;
+  // An empty rectangle, or one whose pixels have no tile data, makes no output, not even the
+  // stream's header.
+  if (zlib.length() != compressed) fresh = false;
   return whole;
 }
 

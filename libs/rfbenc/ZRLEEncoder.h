@@ -19,7 +19,9 @@ class ZRLEEncoder : public Encoder, private XrleCallback {
 
   // writeLength: a length of 4 bytes, big-endian, precedes the data of each rectangle, as
   // the RFC has it; generations of the protocol that frame their messages do without.
-  // The rest is for the tile coder.
+  // The rest is for the tile coder. A raw tile of 3-byte CPIXELs must fit into the buffer of
+  // the zlib stream, 16384 bytes: up to 73 x 73 pixels. A larger one throws plat::Exception
+  // from the writing, so a tileSize above 73 is for formats of other sizes.
   ZRLEEncoder(EncoderCallback* newCallback, int newEncoding, bool newWriteLength, int tileSize,
               bool paletteReuse, bool resetPerRect);
   ~ZRLEEncoder() override;

@@ -5,6 +5,7 @@
 #include <random>
 
 #include "base/plat/Configuration.h"
+#include "base/rfb/ManagedPixelBuffer.h"
 #include "libs/rfb/EncoderCallback.h"
 #include "tests/rfbenc/pictures.h"
 #include "tests/support/Inflater.h"
@@ -253,6 +254,36 @@ TEST(ZRLEEncoder, whatFitsIsWrittenInTileRowsAndTheRestDeferred) {
     EXPECT_EQ(encoderFor(callback)->writeRects(region, &picture, &updated), row.complete);
     EXPECT_TRUE(same(updated, regionOf(row.written))) << row.budget;
     EXPECT_EQ(callback.deferred, row.deferred) << row.budget;
+  }
+}
+
+// A rectangle without tile data used to count as the start of the stream, so that a limited one
+// behind it that had to be tried again began in the middle of one.
+TEST(ZRLEEncoder, streamBeginsWithTheFirstOutput) {
+  Picture picture(formats()[0], 200, 64);
+  fillWithNoise(picture);
+  rfb::ManagedPixelBuffer noTileData(rfb::PixelFormat(24, 24, false, true, 255, 255, 255, 16, 8, 0),
+                                     Rect(0, 0, 8, 8), nullptr);
+  const int budget = bufferedSize(picture, Rect(0, 0, 64, 64)) + 30;
+  Setting on("MiniUpdates", 1), size("MiniUpdateSize", budget);
+  Recorder callback;
+  auto encoder = encoderFor(callback);
+  EXPECT_TRUE(encoder->writeRect(noTileData.getRect(), &noTileData));
+  Region updated = regionOf(picture.getRect());
+  EXPECT_FALSE(encoder->writeRects(regionOf(picture.getRect()), &picture, &updated));
+  ASSERT_EQ(callback.rects.size(), 2u);
+  EXPECT_EQ(callback.rects[1].data.substr(0, 2), "\x78\x9c");
+}
+
+TEST(ZRLEEncoder, largestTileOf3ByteCPixelsIs73) {
+  Picture picture(formats()[3], 74, 74);
+  std::mt19937 random(1);
+  picture.fillTiles(74, [&](int) { return static_cast<uint32_t>(random()); });
+  for (int tileSize : {73, 74}) {
+    Recorder callback;
+    rfb::ZRLEEncoder encoder(&callback, 16, false, tileSize, false, true);
+    EXPECT_EQ(thrownBy([&] { encoder.writeRect(picture.getRect(), &picture); }),
+              tileSize == 73 ? "" : ": ZlibOutStream overrun: max itemSize exceeded");
   }
 }
 
