@@ -30,7 +30,9 @@ class FdIo : public Io,
   int getSocketError();
   using FdHandler::getFd;
 
-  // Precondition: attached. An error on the way is only logged.
+  // Precondition: attached. An error on the way is only logged. With a handler, writes
+  // start a timer of the current manager: write only while that is the one the handler was
+  // set in, and no other is nested inside it.
   void setHandler(IoHandler* handler, bool checkReadable) override;
   void shutdown(bool flush, bool tellHandler) override;
   void markReadable() override;
