@@ -104,8 +104,6 @@ INTERPOSE_FD(ssize_t, write, "write", (int fd, const void* data, size_t size), (
 INTERPOSE_FD(ssize_t, tee, "tee", (int fd, int to, size_t size, unsigned flags),
              (fd, to, size, flags))
 INTERPOSE_FD(int, fchown, "fchown", (int fd, uid_t uid, gid_t gid) noexcept, (fd, uid, gid))
-INTERPOSE_FD(int, fchmod, "fchmod", (int fd, mode_t mode) noexcept, (fd, mode))
-INTERPOSE_FD(int, ftruncate, "ftruncate64", (int fd, off_t size) noexcept, (fd, size))
 INTERPOSE_FD(int, fstat, "fstat64", (int fd, struct stat* info) noexcept, (fd, info))
 INTERPOSE_FD(int, connect, "connect", (int fd, const sockaddr* address, socklen_t size),
              (fd, address, size))
