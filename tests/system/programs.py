@@ -1,0 +1,220 @@
+"""The built programs from outside: how to run them, and where their files lie."""
+
+import atexit
+import os
+import shutil
+import signal
+import socket
+import subprocess
+import tempfile
+import time
+from collections import namedtuple
+from fcntl import F_SETPIPE_SZ, fcntl
+from functools import cache
+from pathlib import Path
+from select import select
+
+SOURCE = Path(__file__).resolve().parents[2]
+BUILD = SOURCE / os.environ.get("QOLT_BUILD", "build/release")
+QOLT = BUILD / "bin/qolt"
+
+Result = namedtuple("Result", "status out err")  # status: as a shell has it
+
+
+@cache
+def public(program):
+    """A copy that every account can reach."""
+    folder = tempfile.mkdtemp(prefix="qolt_test.", dir="/tmp")
+    atexit.register(shutil.rmtree, folder, True)
+    os.chmod(folder, 0o755)
+    return shutil.copy(program, folder)
+
+
+def eventually(condition):
+    """For what tells nobody that it has happened."""
+    deadline = time.monotonic() + 60
+    while not condition():
+        if time.monotonic() > deadline:
+            return False
+        time.sleep(0.01)
+    return True
+
+
+class Process:
+    """A program with none of our environment but a PATH. Input is bytes, which lie ready in
+    a pipe, or a descriptor. End it with wait(), or as a context."""
+
+    def __init__(self, arguments, input=b"", account=None, env={}, before=None,
+                 broken_errors=False):
+        arguments = [os.fspath(argument) for argument in arguments]
+        ends = []
+        if isinstance(input, bytes):
+            ends = os.pipe()
+            if len(input) > 65536:
+                fcntl(ends[1], F_SETPIPE_SZ, len(input))
+            os.write(ends[1], input)
+            input = ends[0]
+            os.close(ends[1])
+        self.out, self.err = tempfile.TemporaryFile(), tempfile.TemporaryFile()
+        errors = self.err.fileno()
+        if broken_errors:
+            reader, errors = os.pipe()
+            os.close(reader)
+        ids = {}
+        if account:
+            arguments[0] = public(arguments[0])
+            ids = {"user": account.pw_uid, "group": account.pw_gid, "extra_groups": [account.pw_gid]}
+        self.child = subprocess.Popen(
+            arguments, stdin=input, stdout=self.out, stderr=errors, preexec_fn=before,
+            env={"PATH": "/usr/sbin:/usr/bin:/sbin:/bin",
+                 # A process that changed its ids cannot be traced, which the leak check needs.
+                 "ASAN_OPTIONS": "detect_leaks=0:exitcode=99", **env}, **ids)
+        if ends:
+            os.close(ends[0])
+        if broken_errors:
+            os.close(errors)
+
+    @staticmethod
+    def _text(file):
+        return os.pread(file.fileno(), 1 << 24, 0).decode(errors="surrogateescape")
+
+    def wait_for(self, text):
+        """Until standard output or standard error contain the text."""
+        ended = False
+
+        def found():
+            nonlocal ended
+            if text in self._text(self.out) or text in self._text(self.err) or ended:
+                return True
+            ended = self.child.poll() is not None
+            return False
+        assert eventually(found) and (text in self._text(self.out) + self._text(self.err)), \
+            f"no {text!r} in {self._text(self.out)}{self._text(self.err)}"
+
+    def signal(self, number):
+        self.child.send_signal(number)
+
+    def wait(self):
+        try:
+            status = self.child.wait(60)
+        except subprocess.TimeoutExpired:
+            self.child.kill()
+            self.child.wait()
+            raise
+        return Result(128 - status if status < 0 else status, self._text(self.out),
+                      self._text(self.err))
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        if self.child.poll() is None:
+            self.signal(signal.SIGTERM)
+            self.wait()
+
+
+def run(arguments, **how):
+    return Process(arguments, **how).wait()
+
+
+def private_dir(account):
+    return f"/tmp/.qolt-{account.pw_uid}"
+
+
+class Endpoint:
+    """A listening socket where the backend looks for the account's server. A context."""
+
+    def __init__(self, account, name, backlog=8):
+        self.path = f"{private_dir(account)}/print.{name}"
+        os.makedirs(private_dir(account), 0o700, exist_ok=True)
+        self.socket = socket.socket(socket.AF_UNIX)
+        self.socket.settimeout(60)
+        self.socket.bind(self.path)
+        for path in (private_dir(account), self.path):
+            os.chown(path, account.pw_uid, account.pw_gid)
+        self.socket.listen(backlog)
+        self.waiting = []
+
+    def be_busy(self):
+        """From now on whoever connects waits."""
+        while True:
+            peer = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM | socket.SOCK_NONBLOCK)
+            self.waiting.append(peer)
+            try:
+                peer.connect(self.path)
+            except BlockingIOError:
+                return
+
+    def receive(self):
+        """One connection, read to its end."""
+        with self.socket.accept()[0] as peer:
+            peer.settimeout(60)
+            return b"".join(iter(lambda: peer.recv(4096), b""))
+
+    def receive_at_once(self):
+        """Of those that have come so far; None when there is none."""
+        return self.receive() if select([self.socket], [], [], 0)[0] else None
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        for peer in [self.socket, *self.waiting]:
+            peer.close()
+        os.unlink(self.path)
+
+
+class Job:
+    """A job with an id that nothing else uses, and the endpoint where it is to be told."""
+
+    def __init__(self, account, id):
+        self.account, self.id = account, id
+
+    def path(self, suffix):
+        return f"/tmp/qolt-{self.id}{suffix}"
+
+    def files(self):
+        """The suffixes of what lies in /tmp of it, sorted."""
+        prefix = f"qolt-{self.id}"
+        return sorted(name.removeprefix(prefix) for name in os.listdir("/tmp")
+                      if name.startswith((prefix + ".", prefix + "-")))
+
+    def read(self, suffix):
+        return Path(self.path(suffix)).read_bytes()
+
+    def clean(self):
+        for suffix in self.files():
+            path = Path(self.path(suffix))
+            shutil.rmtree(path) if path.is_dir() and not path.is_symlink() else path.unlink()
+
+    @property
+    def message(self):
+        path = self.path(".ini").encode()
+        return len(path).to_bytes(4, "big") + path
+
+    def description(self, format, *suffixes):
+        lines = ["[Document]", "Name=A title", "[Device]", "DeviceName=queue", f"[{format}]",
+                 f"Count={len(suffixes)}"]
+        lines += [f"File{i}={self.path(suffix)}" for i, suffix in enumerate(suffixes)]
+        return "".join(line + "\n" for line in lines)
+
+    def uri(self, format):
+        return f"qolt:/{format}/{self.account.pw_uid}@{self.id}"
+
+    def listen(self, backlog=8):
+        return Endpoint(self.account, self.id, backlog)
+
+    def start(self, format, *document, by=(), env={}, **how):
+        """The backend, which the command `by` is to run."""
+        return Process([*by, QOLT, self.id, "user", "A title", "1", "", *document],
+                       env={"DEVICE_URI": self.uri(format), "PRINTER": "queue", **env}, **how)
+
+    def run(self, *arguments, **how):
+        return self.start(*arguments, **how).wait()
+
+    def assert_owned(self):
+        """Its files are the account's alone."""
+        for suffix in self.files():
+            status = os.lstat(self.path(suffix))
+            assert (oct(status.st_mode), status.st_uid, status.st_gid) == \
+                ("0o100600", self.account.pw_uid, self.account.pw_gid), suffix
