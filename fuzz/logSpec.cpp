@@ -11,7 +11,8 @@ struct CountingDest : plat::LogDest {
 };
 
 CountingDest file("file"), mem("mem");
-plat::LogSrc fdIo("FdIo"), ipc("Ipc");
+constinit plat::LogSrc fdIo("FdIo"), ipc("Ipc");
+const plat::LogSrc::Listed fdIoListed(fdIo), ipcListed(ipc);
 
 }  // namespace
 

@@ -15,7 +15,8 @@
 
 namespace receiver {
 
-static plat::LogSrc log("CommandRunner");
+static constinit plat::LogSrc log("CommandRunner");
+static const plat::LogSrc::Listed listed(log);
 
 namespace {
 

@@ -7,7 +7,8 @@
 
 namespace receiver {
 
-static plat::LogSrc log("Connection");
+static constinit plat::LogSrc log("Connection");
+static const plat::LogSrc::Listed listed(log);
 
 static constexpr int bufferSize = 512;  // bytes; a message is half of that
 

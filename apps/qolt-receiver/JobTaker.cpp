@@ -13,7 +13,8 @@
 
 namespace receiver {
 
-static plat::LogSrc log("JobTaker");
+static constinit plat::LogSrc log("JobTaker");
+static const plat::LogSrc::Listed listed(log);
 
 namespace {
 

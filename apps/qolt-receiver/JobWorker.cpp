@@ -8,7 +8,8 @@
 
 namespace receiver {
 
-static plat::LogSrc log("JobWorker");
+static constinit plat::LogSrc log("JobWorker");
+static const plat::LogSrc::Listed listed(log);
 
 using Lock = std::unique_lock<plat::RecursiveMutex>;
 

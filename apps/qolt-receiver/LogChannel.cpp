@@ -8,7 +8,8 @@
 
 namespace receiver {
 
-static plat::LogSrc log("LogChannel");
+static constinit plat::LogSrc log("LogChannel");
+static const plat::LogSrc::Listed listed(log);
 
 static constexpr int minRetryMs = 500;
 static constexpr int maxRetryMs = 60000;

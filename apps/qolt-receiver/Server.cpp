@@ -13,7 +13,8 @@
 
 namespace receiver {
 
-static plat::LogSrc log("Server");
+static constinit plat::LogSrc log("Server");
+static const plat::LogSrc::Listed listed(log);
 
 namespace {
 

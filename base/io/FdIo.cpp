@@ -17,7 +17,8 @@
 
 namespace io {
 
-static plat::LogSrc log("FdIo");
+static constinit plat::LogSrc log("FdIo");
+static const plat::LogSrc::Listed listed(log);
 
 static plat::IntParameter lazyFlushTimeout(
     "LazyFlushTimeout",

@@ -10,7 +10,8 @@
 
 namespace io {
 
-static plat::LogSrc log("Ipc");
+static constinit plat::LogSrc log("Ipc");
+static const plat::LogSrc::Listed listed(log);
 
 Ipc::Ipc(const char* newName, Callback* newCallback, bool isBlocking)
     : ipcName(newName), callback(newCallback), blockingUse(isBlocking) {}

@@ -6,7 +6,8 @@
 
 namespace io {
 
-static plat::LogSrc log("MsgIpc");
+static constinit plat::LogSrc log("MsgIpc");
+static const plat::LogSrc::Listed listed(log);
 static constexpr char badMsg[] = "badMsg";
 
 MsgIpc::MsgIpc(Filter* newFilter, const char* newName, bool isBlocking, bool discard)

@@ -45,17 +45,17 @@ LocaleSetter::LocaleSetter(const char* locale) {
   plat::String before(setlocale(LC_ALL, nullptr));
   for (const plat::String& name : candidates(locale)) {
     if (setlocale(LC_ALL, name.get())) {
-      log().info("setting locale %s", name.get());
+      log.info("setting locale %s", name.get());
       saved = before;
       return;
     }
   }
-  log().info("No OS support for locale \"%s\"", locale);
+  log.info("No OS support for locale \"%s\"", locale);
 }
 
 LocaleSetter::~LocaleSetter() {
   if (!isSet()) return;
-  log().info("restoring locale");
+  log.info("restoring locale");
   setlocale(LC_ALL, saved.get());
 }
 

@@ -139,7 +139,7 @@ void Localize::updateLocales() {
   if (exportsLanguage) exportLanguage(locales.front().get());
   plat::String text = joined(locales);
   if (!(localesText == text)) {
-    log().info("Locales %s", text.get());
+    log.info("Locales %s", text.get());
     localesText = text;
   }
   load(processMap, locales);

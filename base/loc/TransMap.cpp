@@ -62,8 +62,8 @@ std::vector<plat::String> TransMap::setLocales(const std::vector<plat::String>& 
     locales = newLocales;
     plat::DString names;
     for (const plat::String& locale : locales) names.appendFormat(" %s", locale.get());
-    log().info("Updating %s TransMap with locales:%s",
-               scope == Scope::process ? "process" : "thread", names.orEmpty());
+    log.info("Updating %s TransMap with locales:%s", scope == Scope::process ? "process" : "thread",
+             names.orEmpty());
   }
   std::vector<plat::String> missing;
   for (const plat::String& locale : locales) {

@@ -92,9 +92,9 @@ bool readPoLine(rdr::InStream& in, std::string& line, bool* hadNul) {
 template <class Load>
 void loadSource(const char* name, Load load) {
   try {
-    if (load()) log().info("Loaded strings from %s", name);
+    if (load()) log.info("Loaded strings from %s", name);
   } catch (const plat::Exception& e) {
-    log().error("Error loading strings from %s: %s", name, e.message);
+    log.error("Error loading strings from %s: %s", name, e.message);
   }
 }
 
@@ -133,14 +133,14 @@ void loadPo(rdr::InStream& in, const char* name, const char* locale, TransMap& m
     if (more) in.checkpoint();
     if (!plat::isValidUtf8(line.data(), line.data() + line.size())) {
       // The log escapes the bytes.
-      log().error("%s:%d Bad UTF-8 (%s) for '%s' locale", name, lineNumber, line.c_str(), locale);
+      log.error("%s:%d Bad UTF-8 (%s) for '%s' locale", name, lineNumber, line.c_str(), locale);
       line = plat::fixUtf8(line.data(), line.data() + line.size()).orEmpty();
     }
     try {
       if (hadNul && line[0] != '#') throw plat::Exception("Bad command or string");
       more ? entry.takeLine(line.c_str()) : entry.end();
     } catch (const plat::Exception& e) {
-      log().error("%s:%d %s", name, lineNumber, e.message);
+      log.error("%s:%d %s", name, lineNumber, e.message);
     }
   }
 }

@@ -11,13 +11,8 @@ namespace loc {
 
 static std::atomic<bool> abortOnError;
 
-// Texts are looked up as early as other units' static initialisation.
-plat::LogSrc& log() {
-  static plat::LogSrc source("Localize");
-  return source;
-}
-
-[[maybe_unused]] static const plat::LogSrc& listedFromStart = log();
+constinit plat::LogSrc log("Localize");
+static const plat::LogSrc::Listed listed(log);
 
 void setAbortOnError(bool on) {
   abortOnError = on;
@@ -26,7 +21,7 @@ void setAbortOnError(bool on) {
 void reportError(const char* text, const char* file, int line) {
   plat::DString report(text);
   if (file) report.appendFormat(" (%s:%d)", file, line);
-  log().error("%s", report.orEmpty());
+  log.error("%s", report.orEmpty());
   if (abortOnError) {
     fprintf(stderr, "%s\nAborting\n", report.orEmpty());
     abort();

@@ -7,7 +7,7 @@ class LogSrc;
 namespace loc {
 
 // The log source "Localize".
-plat::LogSrc& log();
+extern constinit plat::LogSrc log;
 
 // Makes every error that is reported here end the process, for testing the texts of a
 // program. Off at first.

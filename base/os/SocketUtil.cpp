@@ -23,7 +23,8 @@
 
 namespace os {
 
-static plat::LogSrc log("SocketUtil");
+static constinit plat::LogSrc log("SocketUtil");
+static const plat::LogSrc::Listed listed(log);
 
 namespace {
 

@@ -10,7 +10,8 @@
 
 namespace plat {
 
-static LogSrc log("Assertion");
+static constinit LogSrc log("Assertion");
+static const LogSrc::Listed listed(log);
 
 // Set by the first failure and never cleared.
 static std::atomic<bool> handlingFailure;

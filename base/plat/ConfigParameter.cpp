@@ -21,13 +21,8 @@ namespace {
 constexpr int maxNoPolicyPriority = 29;
 constexpr char s64Prefix[] = "int64:";
 
-// Parameters change as early as other units' static initialisation.
-LogSrc& logSource() {
-  static LogSrc source("ConfigParameter");
-  return source;
-}
-
-[[maybe_unused]] const LogSrc& listedFromStart = logSource();
+constinit LogSrc logSource("ConfigParameter");
+const LogSrc::Listed listed(logSource);
 
 String valueText(const ConfigParameter&, bool value) {
   return String(value ? "1" : "0");
@@ -171,14 +166,14 @@ void ConfigParameter::notifyCallbacks(int priority) {
 
 void ConfigParameter::logSet(int priority) const {
   if (!configuration->getLogChanges()) return;
-  logSource().log(priority > 0 ? logDebug : logDebug2, "set %s(%s) to %s, priority %d", name,
-                  getTypeName(), getValueStr(priority).orEmpty(), priority);
+  logSource.log(priority > 0 ? logDebug : logDebug2, "set %s(%s) to %s, priority %d", name,
+                getTypeName(), getValueStr(priority).orEmpty(), priority);
 }
 
 void ConfigParameter::logUnset(int priority) const {
   if (!configuration->getLogChanges()) return;
-  logSource().debug("unset %s(%s) priority %d, now %s, priority %d", name, getTypeName(), priority,
-                    getValueStr(getPriority()).orEmpty(), getPriority());
+  logSource.debug("unset %s(%s) priority %d, now %s, priority %d", name, getTypeName(), priority,
+                  getValueStr(getPriority()).orEmpty(), getPriority());
 }
 
 template <class T>
@@ -269,7 +264,7 @@ bool BoolParameter::parse(const char* text, bool* value) {
 bool BoolParameter::setParam(const char* text, int priority) {
   bool value;
   if (!parse(text, &value)) {
-    logSource().error("Bool parameter %s: invalid value '%s'", name, text);
+    logSource.error("Bool parameter %s: invalid value '%s'", name, text);
     return false;
   }
   return store(value, priority);

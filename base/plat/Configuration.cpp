@@ -10,9 +10,10 @@
 
 namespace plat {
 
-namespace {
+constinit LogSrc configurationLog("Configuration");
+static const LogSrc::Listed listed(configurationLog);
 
-[[maybe_unused]] const LogSrc& listedFromStart = configurationLog();
+namespace {
 
 template <class Parameter>
 Parameter* checkedParam(ConfigParameter* parameter) {
@@ -22,11 +23,6 @@ Parameter* checkedParam(ConfigParameter* parameter) {
 }
 
 }  // namespace
-
-LogSrc& configurationLog() {
-  static LogSrc source("Configuration");
-  return source;
-}
 
 ParameterAlias::ParameterAlias(const char* aliasName, std::vector<String> targetNames)
     : name(aliasName), targets(std::move(targetNames)) {}

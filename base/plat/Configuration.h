@@ -13,7 +13,7 @@ namespace plat {
 class LogSrc;
 
 // The log source "Configuration".
-LogSrc& configurationLog();
+extern constinit LogSrc configurationLog;
 
 // One name that sets several parameters. A target may be an alias in turn, but
 // must not lead back to this one.

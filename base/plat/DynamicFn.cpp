@@ -12,7 +12,8 @@
 
 namespace plat {
 
-static LogSrc log("DynamicFn");
+static constinit LogSrc log("DynamicFn");
+static const LogSrc::Listed listed(log);
 static RecursiveMutex loaderMutex;
 
 static String notFound(const char* functions, const char* libraries) {

@@ -14,7 +14,8 @@
 
 namespace plat {
 
-static LogSrc log("FilePtr");
+static constinit LogSrc log("FilePtr");
+static const LogSrc::Listed listed(log);
 
 FilePtr::FilePtr(FilePtr&& other) noexcept : own(other.own) {
   file = other.release();

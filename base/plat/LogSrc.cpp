@@ -5,6 +5,7 @@
 #include <climits>
 #include <cstring>
 #include <mutex>
+#include <type_traits>
 #include <vector>
 
 #include "base/plat/Assertion.h"
@@ -23,12 +24,8 @@ namespace plat {
 
 namespace {
 
-// Levels of a source that is destroyed. Kept there, and not in a plain field,
-// because only an atomic store is sure to outlast the object.
-constexpr int destroyedLevel = INT_MIN;
-
-// Constant-initialised and without destructors, for the sources of other units
-// that come before this one and stay longer. Guarded by LogDest::listMutex().
+// Constant-initialised and without destructors, for the units that log before this
+// one is initialised or after. Guarded by LogDest::listMutex().
 LogSrc* newestSource;
 char* overrideSpec;
 std::atomic<bool> configured;
@@ -100,36 +97,29 @@ bool isPlain(const char* text) {
 
 }  // namespace
 
-LogSrc::LogSrc(const char* sourceName) : name(sourceName), level(INT_MAX), constructed(false) {
-  std::lock_guard<RecursiveMutex> lock(LogDest::listMutex());
-  next = newestSource;
-  newestSource = this;
-  constructed = true;
-}
+static_assert(std::is_trivially_destructible_v<LogSrc>);
 
-LogSrc::~LogSrc() {
+LogSrc::Listed::Listed(LogSrc& source) {
   std::lock_guard<RecursiveMutex> lock(LogDest::listMutex());
-  LogSrc** at = &newestSource;
-  while (*at != this) at = &(*at)->next;
-  *at = next;
-  level = destroyedLevel;
+  source.dests = new std::map<LogDest*, int>;
+  source.next = newestSource;
+  newestSource = &source;
 }
 
 void LogSrc::updateLevel() {
   std::lock_guard<RecursiveMutex> lock(LogDest::listMutex());
   int newLevel = -1;
-  for (const auto& [dest, limit] : dests) {
+  for (const auto& [dest, limit] : *dests) {
     newLevel = std::max(newLevel, std::min(dest->getLevel(), limit));
   }
   level = newLevel;
 }
 
 void LogSrc::write(int messageLevel, const char* text) {
-  std::lock_guard<RecursiveMutex> lock(LogDest::listMutex());
-  if (level == destroyedLevel) return;
   PLAT_ASSERT(constructed);
+  std::lock_guard<RecursiveMutex> lock(LogDest::listMutex());
   int savedErrno = errno;
-  if (dests.empty() && configured) return;
+  if (configured && (!dests || dests->empty())) return;
   String escaped;
   if (!text) text = "";
   if (!isPlain(text)) {
@@ -137,10 +127,12 @@ void LogSrc::write(int messageLevel, const char* text) {
     text = escaped.orEmpty();
   }
   bool taken = false;
-  for (const auto& [dest, limit] : dests) {
-    if (!dest->isActive() || limit < messageLevel) continue;
-    dest->write(messageLevel, name, text);
-    taken = true;
+  if (dests) {
+    for (const auto& [dest, limit] : *dests) {
+      if (!dest->isActive() || limit < messageLevel) continue;
+      dest->write(messageLevel, name, text);
+      taken = true;
+    }
   }
   if (!taken) LogDestMem::instance().write(messageLevel, name, text);
   errno = savedErrno;
@@ -214,12 +206,12 @@ void LogSrc::setLogSpec(const char* spec) {
 
 void LogSrc::applyLogSpec() {
   std::lock_guard<RecursiveMutex> lock(LogDest::listMutex());
-  for (LogSrc* source = newestSource; source; source = source->next) source->dests.clear();
+  for (LogSrc* source = newestSource; source; source = source->next) source->dests->clear();
   const std::vector<SpecElement> elements = parseSpec();
   for (const SpecElement& element : elements) {
     for (LogSrc* source = newestSource; source; source = source->next) {
       if (wildcardMatch(element.pattern.get(), source->name, /*caseSensitive=*/false)) {
-        source->dests[element.dest] = element.level;
+        (*source->dests)[element.dest] = element.level;
       }
     }
   }
@@ -237,7 +229,7 @@ void LogSrc::updateAllLevels() {
 
 void LogSrc::detach(LogDest* dest) {
   for (LogSrc* source = newestSource; source; source = source->next) {
-    if (source->dests.erase(dest)) source->updateLevel();
+    if (source->dests->erase(dest)) source->updateLevel();
   }
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <climits>
 #include <cstdarg>
 #include <cstdio>
 #include <map>
@@ -16,19 +17,29 @@ class LogDest;
 // not below its level.
 enum LogLevel { logError = 0, logInfo = 30, logDebug = 100, logDebug2 = 110 };
 
-// A named source of log messages: a static object, one per unit, named after it.
-// May be written from any thread, and safely until the end of the process: once
-// the source is destroyed its messages are dropped. Messages that reach no
-// destination are kept in memory (LogDestMem).
-class LogSrc : public NonCopyable {
+// A named source of log messages, one per unit, named after it. It is static, is
+// constant-initialised and has nothing to destroy, so that any thread may write to
+// it from the first static initialisation to the end of the process:
+//
+//   static constinit plat::LogSrc log("FdIo");
+//   static const plat::LogSrc::Listed listed(log);
+//
+// Messages that reach no destination are kept in memory (LogDestMem).
+class LogSrc final : public NonCopyable {
  public:
-  explicit LogSrc(const char* name);  // static text
-  virtual ~LogSrc();
-  // Recomputes the level from the destinations.
-  virtual void updateLevel();
+  // Enters a source, which must be static, into the list of those that
+  // specifications attach to destinations.
+  struct Listed {
+    explicit Listed(LogSrc& source);
+  };
+
+  explicit constexpr LogSrc(const char* sourceName) : name(sourceName) {}  // static text
+  // Recomputes the level of a listed source from the destinations.
+  void updateLevel();
 
   // Anything outside 0x20 to 0x7d is written in its escaped rendering, with "~".
-  // Writing before construction is a fatal assertion. errno is left as it was.
+  // Writing through memory that no constructor has filled is a fatal assertion.
+  // errno is left as it was.
   void write(int level, const char* text);
   // Each non-empty line separately.
   void writeLines(int level, const char* text);
@@ -64,10 +75,12 @@ class LogSrc : public NonCopyable {
   void logV(int level, const char* format, va_list args);
 
   const char* name;
-  std::atomic<int> level;         // -1: nothing attached; INT_MAX: no specification applied yet
-  std::map<LogDest*, int> dests;  // the limit given for this source
-  LogSrc* next;
-  bool constructed;
+  // -1: nothing attached; INT_MAX: no specification applied yet.
+  std::atomic<int> level{INT_MAX};
+  // The limit given for this source. Made when the source is listed and never freed.
+  std::map<LogDest*, int>* dests = nullptr;
+  LogSrc* next = nullptr;
+  bool constructed = true;
 };
 
 }  // namespace plat

@@ -9,7 +9,8 @@
 
 namespace plat {
 
-static LogSrc log("TimerManager");
+static constinit LogSrc log("TimerManager");
+static const LogSrc::Listed listed(log);
 
 // How late the first timer may be before that counts as a jump of the clock.
 static constexpr Ticks jumpTicks = 240 * ticksPerSecond;

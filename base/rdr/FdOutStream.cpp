@@ -12,7 +12,8 @@
 
 namespace rdr {
 
-static plat::LogSrc log("FdOutStream");
+static constinit plat::LogSrc log("FdOutStream");
+static const plat::LogSrc::Listed listed(log);
 
 FdOutStream::FdOutStream(int descriptor, int maxSize)
     : BufferedLazyOutStream(-1, maxSize), fd(descriptor) {}

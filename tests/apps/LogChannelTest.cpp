@@ -19,7 +19,8 @@
 
 namespace {
 
-plat::LogSrc source("Testing");
+constinit plat::LogSrc source("Testing");
+const plat::LogSrc::Listed listed(source);
 
 // The server that collects logs: one connection at a time, over a local socket.
 struct Collector : private io::MsgIpc::Reader {

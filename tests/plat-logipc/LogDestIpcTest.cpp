@@ -21,7 +21,8 @@ namespace {
 
 using Strings = std::vector<std::string>;
 
-plat::LogSrc source("Testing");
+constinit plat::LogSrc source("Testing");
+const plat::LogSrc::Listed listed(source);
 
 // The server that collects the logs. Records read "<level> <source> <text>".
 struct Server : io::MsgIpc::Reader {

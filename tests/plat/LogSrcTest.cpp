@@ -18,6 +18,9 @@ using Lines = std::vector<std::string>;
 
 namespace {
 
+constinit LogSrc source("TestSource"), other("Other");
+const LogSrc::Listed sourceListed(source), otherListed(other);
+
 class LogSrcTest : public testing::Test {
  protected:
   LogSrcTest() { LogDestMem::instance().clear(); }
@@ -29,8 +32,6 @@ class LogSrcTest : public testing::Test {
     LogDestMem::instance().replayTo(&reader, INT_MAX);
     return reader.take();
   }
-
-  LogSrc source{"TestSource"};
 };
 
 }  // namespace
@@ -111,10 +112,28 @@ TEST_F(LogSrcTest, memoryHolds500AndOneNotice) {
   EXPECT_EQ(stored().size(), 252u);
 }
 
+// Other units' static initialisation logs before a source's own has run.
+TEST(LogSrcDeathTest, sourceLogsBeforeItIsListed) {
+  auto run = [] {
+    static constinit LogSrc early("Early");
+    LogDestMem::instance().clear();
+    CapturedLog log;
+    early.error("stored");
+    LogSrc::Listed listed(early);
+    LogSrc::applyLogSpec();
+    early.error("attached");
+    for (const std::string& line : log.lines) fprintf(stderr, "%s\n", line.c_str());
+    _exit(0);
+  };
+  EXPECT_EXIT(run(), testing::ExitedWithCode(0), "\n0 Early stored\n.*\n0 Early attached\n$");
+
+  alignas(LogSrc) static char unfilled[sizeof(LogSrc)];
+  EXPECT_DEATH(reinterpret_cast<LogSrc*>(unfilled)->write(0, ""), "constructed");
+}
+
 TEST(LogSrcDeathTest, initLoggingReplaysOnceAndFreesTheRest) {
   auto run = [] {
     LogDestMem::instance().clear();
-    LogSrc source("TestSource"), other("Other");
     source.debug("early debug");
     source.error("early error");
     CapturedLog log("*:captured:-1");  // refused: nothing is replayed yet
@@ -146,7 +165,6 @@ TEST(LogSrcDeathTest, initLoggingReplaysOnceAndFreesTheRest) {
 
 TEST(LogSrcDeathTest, changingTheSpecificationLosesNoMessage) {
   auto run = [] {
-    LogSrc source("TestSource");
     CapturedLog log("Test*:captured:30");
     LogSrc::initLogging();
     std::vector<std::thread> threads;

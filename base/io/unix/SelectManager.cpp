@@ -8,7 +8,8 @@
 
 namespace io {
 
-static plat::LogSrc log("FdManager");
+static constinit plat::LogSrc log("FdManager");
+static const plat::LogSrc::Listed listed(log);
 
 SelectManager::SelectManager() {
   FD_ZERO(&readSet);

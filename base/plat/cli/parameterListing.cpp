@@ -132,8 +132,8 @@ void logParams(const Configuration& registry) {
     } else if (priority > 29) {
       meaning = parameter->hasValue(10) ? "Policy overriding preference" : "Policy";
     }
-    configurationLog().log(priority == 0 ? logDebug : logInfo, "%s=%s (%s)", parameter->getName(),
-                           value.orEmpty(), meaning);
+    configurationLog.log(priority == 0 ? logDebug : logInfo, "%s=%s (%s)", parameter->getName(),
+                         value.orEmpty(), meaning);
   }
 }
 
