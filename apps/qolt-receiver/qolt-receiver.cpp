@@ -10,7 +10,6 @@
 #include "apps/qolt-receiver/LogChannel.h"
 #include "apps/qolt-receiver/Server.h"
 #include "apps/qolt-receiver/Signals.h"
-#include "apps/qolt-receiver/logDests.h"
 #include "base/io/unix/SelectManager.h"
 #include "base/os/AppInfo.h"
 #include "base/plat/ConfigParameter.h"
@@ -19,6 +18,7 @@
 #include "base/plat/LogSrc.h"
 #include "base/plat/cli/commandLine.h"
 #include "base/plat/cli/parameterListing.h"
+#include "base/plat/logdests/logDests.h"
 #include "base/plat/utf8.h"
 
 namespace receiver {
@@ -73,7 +73,7 @@ int main(int argc, char** argv) {
     parameters.setParam("Log", "*:stderr:0", 0);
     char** words = argv + (argc > 0);
     plat::parseCommandLine(parameters, words, receiver::printHelp);
-    receiver::startLogging();
+    plat::startLogging();
     plat::logParams(parameters);
     receiver::serve();
   } catch (const plat::Exception& problem) {

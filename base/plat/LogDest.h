@@ -4,7 +4,6 @@
 #include <cstdio>
 
 #include "base/plat/NonCopyable.h"
-#include "base/plat/unix/RecursiveMutex.h"
 
 namespace plat {
 
@@ -16,7 +15,7 @@ class LogDest : public NonCopyable {
   // Detaches itself from every source, but only when the derived part is gone: no
   // other thread may log then, or the log specification leaves this out already.
   virtual ~LogDest();
-  // From any thread, one at a time for what sources write, under listMutex(). Also
+  // From any thread, one at a time for what sources write, under logLock(). Also
   // the stored messages, whenever a specification with "*" for this one is applied
   // and once by LogSrc::initLogging(). May log in turn, but must not change the log
   // specification.
@@ -32,16 +31,13 @@ class LogDest : public NonCopyable {
   // A line "  %s\n" per named destination.
   static void listDests(FILE* stream);
 
- protected:
+ private:
   const char* name;
   LogDest* next;
+
+ protected:
   // What this destination takes at most; LogSrc::updateAllLevels() follows a change.
   std::atomic<int> level;
-
-  friend class LogSrc;
-  // Guards both process-wide lists and what is attached to the sources. Taken
-  // before any mutex of a destination's own. Never destroyed.
-  static RecursiveMutex& listMutex();
 };
 
 }  // namespace plat

@@ -2,6 +2,8 @@
 
 #include <mutex>
 
+#include "base/plat/logLock.h"
+
 namespace plat {
 
 namespace {
@@ -31,7 +33,7 @@ void LogDestMem::write(int messageLevel, const char* source, const char* text) {
 
 void LogDestMem::replayTo(LogDest* dest, int maxLevel) {
   // The destination may log, which takes this mutex first.
-  std::lock_guard<RecursiveMutex> listLock(listMutex());
+  std::lock_guard<RecursiveMutex> listLock(logLock());
   std::lock_guard<RecursiveMutex> lock(mutex);
   FlagScope scope(replaying);
   bool started = false;

@@ -4,6 +4,7 @@
 
 #include "base/plat/LogDest.h"
 #include "base/plat/LogEntry.h"
+#include "base/plat/unix/RecursiveMutex.h"
 
 namespace plat {
 

@@ -18,6 +18,7 @@
 #include "base/plat/Splitter.h"
 #include "base/plat/String.h"
 #include "base/plat/Wildcard.h"
+#include "base/plat/logLock.h"
 #include "base/plat/utf8.h"
 
 namespace plat {
@@ -25,7 +26,7 @@ namespace plat {
 namespace {
 
 // Constant-initialised and without destructors, for the units that log before this
-// one is initialised or after. Guarded by LogDest::listMutex().
+// one is initialised or after. Guarded by logLock().
 LogSrc* newestSource;
 char* overrideSpec;
 std::atomic<bool> configured;
@@ -100,14 +101,14 @@ bool isPlain(const char* text) {
 static_assert(std::is_trivially_destructible_v<LogSrc>);
 
 LogSrc::Listed::Listed(LogSrc& source) {
-  std::lock_guard<RecursiveMutex> lock(LogDest::listMutex());
+  std::lock_guard<RecursiveMutex> lock(logLock());
   source.dests = new std::map<LogDest*, int>;
   source.next = newestSource;
   newestSource = &source;
 }
 
 void LogSrc::updateLevel() {
-  std::lock_guard<RecursiveMutex> lock(LogDest::listMutex());
+  std::lock_guard<RecursiveMutex> lock(logLock());
   int newLevel = -1;
   for (const auto& [dest, limit] : *dests) {
     newLevel = std::max(newLevel, std::min(dest->getLevel(), limit));
@@ -117,7 +118,7 @@ void LogSrc::updateLevel() {
 
 void LogSrc::write(int messageLevel, const char* text) {
   PLAT_ASSERT(constructed);
-  std::lock_guard<RecursiveMutex> lock(LogDest::listMutex());
+  std::lock_guard<RecursiveMutex> lock(logLock());
   int savedErrno = errno;
   if (configured && (!dests || dests->empty())) return;
   String escaped;
@@ -190,14 +191,14 @@ void LogSrc::log(int messageLevel, const char* format, ...) {
 }
 
 void LogSrc::initLogging() {
-  std::lock_guard<RecursiveMutex> lock(LogDest::listMutex());
+  std::lock_guard<RecursiveMutex> lock(logLock());
   if (configured.exchange(true)) return;
   replayStored(parseSpec());
   LogDestMem::instance().clear();
 }
 
 void LogSrc::setLogSpec(const char* spec) {
-  std::lock_guard<RecursiveMutex> lock(LogDest::listMutex());
+  std::lock_guard<RecursiveMutex> lock(logLock());
   String newSpec(spec);
   free(overrideSpec);
   overrideSpec = newSpec.release();
@@ -205,7 +206,7 @@ void LogSrc::setLogSpec(const char* spec) {
 }
 
 void LogSrc::applyLogSpec() {
-  std::lock_guard<RecursiveMutex> lock(LogDest::listMutex());
+  std::lock_guard<RecursiveMutex> lock(logLock());
   for (LogSrc* source = newestSource; source; source = source->next) source->dests->clear();
   const std::vector<SpecElement> elements = parseSpec();
   for (const SpecElement& element : elements) {
@@ -223,7 +224,7 @@ void LogSrc::applyLogSpec() {
 }
 
 void LogSrc::updateAllLevels() {
-  std::lock_guard<RecursiveMutex> lock(LogDest::listMutex());
+  std::lock_guard<RecursiveMutex> lock(logLock());
   for (LogSrc* source = newestSource; source; source = source->next) source->updateLevel();
 }
 
@@ -234,7 +235,7 @@ void LogSrc::detach(LogDest* dest) {
 }
 
 void LogSrc::listLogNames(int width, FILE* stream) {
-  std::lock_guard<RecursiveMutex> lock(LogDest::listMutex());
+  std::lock_guard<RecursiveMutex> lock(logLock());
   DString text("  ");
   int column = 2;
   for (LogSrc* source = newestSource; source; source = source->next) {

@@ -65,13 +65,12 @@ class LogSrc final : public NonCopyable {
   static void applyLogSpec();
   // For a destination whose level has changed.
   static void updateAllLevels();
+  // For a destination that ends.
+  static void detach(LogDest* dest);
   // The names of all sources, joined with ", " in lines of at most width columns.
   static void listLogNames(int width, FILE* stream);
 
  private:
-  friend class LogDest;
-  static void detach(LogDest* dest);
-
   void logV(int level, const char* format, va_list args);
 
   const char* name;

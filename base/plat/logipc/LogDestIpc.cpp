@@ -5,6 +5,7 @@
 #include "base/plat/Assertion.h"
 #include "base/plat/DString.h"
 #include "base/plat/LogSrc.h"
+#include "base/plat/logLock.h"
 
 namespace plat {
 
@@ -56,7 +57,7 @@ void LogDestIpc::setPrefix(const char* newPrefix) {
 
 void LogDestIpc::setMsgIpc(io::MsgIpc* ipc) {
   // Making a kicker may log, which takes this mutex first.
-  std::lock_guard<RecursiveMutex> listLock(listMutex());
+  std::lock_guard<RecursiveMutex> listLock(logLock());
   std::lock_guard<RecursiveMutex> lock(mutex);
   std::unique_ptr<Kicker> newKicker(ipc ? new Kicker(this) : nullptr);
   if (msgIpc) msgIpc->registerReader(setLogLevelMsg, nullptr);

@@ -7,6 +7,7 @@
 #include "base/plat/LogDest.h"
 #include "base/plat/LogEntry.h"
 #include "base/plat/logipc/Kicker.h"
+#include "base/plat/unix/RecursiveMutex.h"
 
 namespace plat {
 
