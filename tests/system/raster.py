@@ -1,0 +1,87 @@
+"""CUPS raster documents: made for the backend, and read back from what CUPS hands over."""
+
+import random
+import struct
+from dataclasses import dataclass
+
+# Places in the page header. Resolution and page size are pairs.
+FIELDS = {"resolution": 276, "page_size": 352, "width": 372, "height": 376, "bits_per_color": 384,
+          "bits_per_pixel": 388, "bytes_per_line": 392, "color_space": 400}
+COLOR_COUNT = 420  # since version 2
+SYNC_WORDS = {b"RaSt": (1, ">"), b"tSaR": (1, "<"), b"RaS2": (2, ">"), b"2SaR": (2, "<"),
+              b"RaS3": (3, ">"), b"3SaR": (3, "<")}  # version, byte order
+HEADER_BYTES = {1: 420, 2: 1796, 3: 1796}
+
+
+@dataclass
+class RasterPage:
+    """As its header fields tell; they may lie. Lines are the bytes behind it."""
+
+    width: int = 1
+    height: int = 1
+    bytes_per_line: int = 3
+    lines: bytes = b""
+    bits_per_color: int = 8
+    bits_per_pixel: int = 24
+    color_space: int = 1
+    resolution: tuple = (300, 300)
+    page_size: tuple = (595, 842)
+
+    def pixels(self, top=0, bottom=None):
+        """Of the rows from top, without their padding."""
+        rows = range(top, self.height if bottom is None else bottom)
+        size, used = self.bytes_per_line, self.width * 3
+        if size == used:
+            return bytes(self.lines[rows.start * size:rows.stop * size])
+        return b"".join(self.lines[y * size:y * size + used] for y in rows)
+
+
+def random_page(width, height, padding=0, seed=1, **fields):
+    stride = width * 3 + padding
+    lines = random.Random(seed).randbytes(stride * height)
+    return RasterPage(width, height, stride, lines, **fields)
+
+
+def compressed(page):
+    """Every line stands for itself and every pixel is a run of one."""
+    data = []
+    for i in range(0, len(page.lines), 3):
+        data += [b"\0" if i % page.bytes_per_line == 0 else b"", b"\0", page.lines[i:i + 3]]
+    return b"".join(data)
+
+
+def raster_stream(word, *pages):
+    version, order = SYNC_WORDS[word]
+    parts = [word]
+    for page in pages:
+        header = bytearray(1796)
+        for field, at in FIELDS.items():
+            value = getattr(page, field)
+            values = value if isinstance(value, tuple) else (value,)
+            struct.pack_into(f"{order}{len(values)}I", header, at, *values)
+        colors = page.bits_per_pixel // page.bits_per_color
+        struct.pack_into(order + "I", header, COLOR_COUNT, colors)
+        parts += [header[:HEADER_BYTES[version]], compressed(page) if version == 2 else page.lines]
+    return b"".join(parts)
+
+
+def raster_pages(document):
+    """Of uncompressed streams, one or several behind each other. The lines are not copied."""
+    document, at = memoryview(document), 0
+    while at < len(document):
+        if (word := bytes(document[at:at + 4])) in SYNC_WORDS:
+            version, order = SYNC_WORDS[word]
+            at += 4
+            continue
+        header = document[at:at + HEADER_BYTES[version]]
+        page = RasterPage()
+        for field, place in FIELDS.items():
+            values = struct.unpack_from(order + "2I", header, place)
+            is_pair = isinstance(getattr(page, field), tuple)
+            setattr(page, field, values if is_pair else values[0])
+        at += len(header)
+        size = page.bytes_per_line * page.height
+        page.lines = document[at:at + size]
+        assert len(page.lines) == size, "the raster is cut off"
+        at += size
+        yield page
