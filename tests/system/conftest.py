@@ -1,3 +1,4 @@
+import ctypes
 import fcntl
 import os
 import pwd
@@ -7,9 +8,9 @@ from pathlib import Path
 
 import pytest
 
-pytest.register_assert_rewrite("programs")
+pytest.register_assert_rewrite("programs", "pagefile", "raster")
 
-from programs import Job, private_dir  # noqa: E402
+from programs import BUILD, Job, private_dir, public  # noqa: E402
 
 
 def unprivileged_accounts():
@@ -79,3 +80,22 @@ def folder():
     with tempfile.TemporaryDirectory(prefix="qolt_test.", dir="/tmp") as path:
         os.chmod(path, 0o755)
         yield Path(path)
+
+
+@pytest.fixture
+def stand_in():
+    """What the backend finds in place of CUPS's imaging library: variables of its environment."""
+    library = public(BUILD / "cupsimage-stand-in/libcupsimage.so.2")
+    return {"LD_LIBRARY_PATH": os.path.dirname(library)}
+
+
+@pytest.fixture(params=["stand_in", "real"])
+def imaging(request):
+    """One imaging library after the other."""
+    if request.param == "stand_in":
+        return request.getfixturevalue("stand_in")
+    try:
+        ctypes.CDLL("libcupsimage.so.2")
+    except OSError:
+        pytest.skip("libcupsimage.so.2 is not installed")
+    return {}

@@ -12,10 +12,12 @@ from collections import namedtuple
 from fcntl import F_SETPIPE_SZ, fcntl
 from functools import cache
 from pathlib import Path
+from resource import setrlimit
 from select import select
 
 SOURCE = Path(__file__).resolve().parents[2]
 BUILD = SOURCE / os.environ.get("QOLT_BUILD", "build/release")
+SANITIZED = BUILD.name in ("asan", "tsan")
 QOLT = BUILD / "bin/qolt"
 
 Result = namedtuple("Result", "status out err")  # status: as a shell has it
@@ -38,6 +40,15 @@ def eventually(condition):
             return False
         time.sleep(0.01)
     return True
+
+
+def limit(resource, most):
+    """To be done before a program runs."""
+    def before():
+        # Beyond the size of a file a write fails with EFBIG once the signal is ignored.
+        signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+        setrlimit(resource, (most, most))
+    return before
 
 
 class Process:
@@ -90,6 +101,10 @@ class Process:
             return False
         assert eventually(found) and (text in self._text(self.out) + self._text(self.err)), \
             f"no {text!r} in {self._text(self.out)}{self._text(self.err)}"
+
+    def peak_memory(self):
+        status = Path(f"/proc/{self.child.pid}/status").read_text()
+        return int(status.split("VmHWM:")[1].split()[0]) * 1024
 
     def signal(self, number):
         self.child.send_signal(number)

@@ -4,6 +4,8 @@ import random
 import struct
 from dataclasses import dataclass
 
+from pagefile import TILE, PageFile
+
 # Places in the page header. Resolution and page size are pairs.
 FIELDS = {"resolution": 276, "page_size": 352, "width": 372, "height": 376, "bits_per_color": 384,
           "bits_per_pixel": 388, "bytes_per_line": 392, "color_space": 400}
@@ -85,3 +87,21 @@ def raster_pages(document):
         assert len(page.lines) == size, "the raster is cut off"
         at += size
         yield page
+
+
+def assert_page(path, page, paper=9):
+    """The page file is the page's. Tells whether there is ink on it."""
+    file = PageFile(path)
+    size = [(508 * pixels + dpi) // (2 * dpi) if dpi else 0
+            for pixels, dpi in zip((page.width, page.height), page.resolution)]
+    assert (file.width, file.height, file.width_mm10, file.height_mm10, file.paper) == \
+        (page.width, page.height, *size, paper)
+    ink = False
+    for top, band in zip(range(0, page.height, TILE), file.bands()):
+        wanted = page.pixels(top, min(top + TILE, page.height))
+        if band != wanted:  # not asserted: they would be shown for minutes
+            at = next(i for i, (byte, other) in enumerate(zip(band, wanted)) if byte != other)
+            y, x = divmod(at // 3, page.width)
+            raise AssertionError(f"{path}: pixel {x}, {top + y}")
+        ink = ink or band.count(255) < len(band)
+    return ink

@@ -2,10 +2,10 @@
 
 import os
 import signal
-from resource import RLIMIT_FSIZE, setrlimit
+from resource import RLIMIT_FSIZE
 
 import pytest
-from programs import QOLT, eventually, private_dir, run
+from programs import QOLT, eventually, limit, private_dir, run
 
 TEXT = b"x" * 100000 + b"\0%%EOF"
 
@@ -111,11 +111,7 @@ def test_unprivileged_caller_cannot_print_for_others(job, stranger):
 # What used to slip through: the last bytes wait in stdio's buffer until the close.
 @pytest.mark.parametrize("size", [65536 + 1, 65536 + 16384, 4 * 65536])
 def test_document_that_does_not_fit_is_not_announced(job, size):
-    def limit():
-        # Beyond it a write fails with EFBIG once the signal is ignored.
-        signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
-        setrlimit(RLIMIT_FSIZE, (65536, 65536))
-    result = job.run("PDF", input=b"x" * size, before=limit)
+    result = job.run("PDF", input=b"x" * size, before=limit(RLIMIT_FSIZE, 65536))
     assert result.status == 1 and result.err.endswith("(27)\n") and "connecting" not in result.err
     assert job.files() == []
 
