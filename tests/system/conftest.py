@@ -8,9 +8,17 @@ from pathlib import Path
 
 import pytest
 
-pytest.register_assert_rewrite("programs", "pagefile", "raster")
+pytest.register_assert_rewrite("programs", "pagefile", "raster", "samples")
 
-from programs import BUILD, Job, private_dir, public  # noqa: E402
+from programs import BUILD, SOURCE, Job, private_dir, public  # noqa: E402
+from samples import RASTER, Sample  # noqa: E402
+
+RELIABILITY = SOURCE / "docs/reliability.md"
+
+
+def pytest_addoption(parser):
+    parser.addoption("--write-tables", action="store_true",
+                     help="bring the tables of docs/reliability.md up to date")
 
 
 def unprivileged_accounts():
@@ -62,8 +70,8 @@ def stranger(accounts):
 def new_job(account):
     jobs = []
 
-    def make():
-        jobs.append(Job(account, "test" + secrets.token_hex(6)))
+    def make(owner=account):
+        jobs.append(Job(owner, "test" + secrets.token_hex(6)))
         return jobs[-1]
     yield make
     for job in jobs:
@@ -99,3 +107,25 @@ def imaging(request):
     except OSError:
         pytest.skip("libcupsimage.so.2 is not installed")
     return {}
+
+
+@pytest.fixture
+def new_sample(new_job, folder, stand_in):
+    document = folder / "document"
+    document.write_bytes(RASTER)
+    return lambda kind: Sample(new_job(), kind, document, stand_in)
+
+
+@pytest.fixture
+def reliability_table(request):
+    """Compares a table of the document, which has its name in a comment before it."""
+    def check(name, columns, rows):
+        lines = [columns, ["---"] * len(columns), *rows]
+        table = "".join(f"| {' | '.join(map(str, line))} |\n" for line in lines)
+        before, start, rest = RELIABILITY.read_text().partition(f"<!-- {name} -->\n")
+        written, end, after = rest.partition("<!-- end -->\n")
+        if request.config.getoption("--write-tables"):
+            RELIABILITY.write_text(before + start + table + end + after)
+        else:
+            assert written == table
+    return check

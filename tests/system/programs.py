@@ -9,7 +9,8 @@ import subprocess
 import tempfile
 import time
 from collections import namedtuple
-from fcntl import F_SETPIPE_SZ, fcntl
+from contextlib import contextmanager
+from fcntl import F_SETPIPE_SZ, LOCK_EX, fcntl, flock
 from functools import cache
 from pathlib import Path
 from resource import setrlimit
@@ -40,6 +41,15 @@ def eventually(condition):
             return False
         time.sleep(0.01)
     return True
+
+
+@contextmanager
+def lock(path):
+    """Against other copies of the suite."""
+    descriptor = os.open(path, os.O_RDONLY)
+    flock(descriptor, LOCK_EX)
+    yield
+    os.close(descriptor)
 
 
 def limit(resource, most):
@@ -137,9 +147,10 @@ def private_dir(account):
 
 
 class Endpoint:
-    """A listening socket where the backend looks for the account's server. A context."""
+    """A listening socket where the backend looks for the account's server, which for it runs
+    as the listener. A context."""
 
-    def __init__(self, account, name, backlog=8):
+    def __init__(self, account, name, backlog=8, listener=0):
         self.path = f"{private_dir(account)}/print.{name}"
         os.makedirs(private_dir(account), 0o700, exist_ok=True)
         self.socket = socket.socket(socket.AF_UNIX)
@@ -147,7 +158,9 @@ class Endpoint:
         self.socket.bind(self.path)
         for path in (private_dir(account), self.path):
             os.chown(path, account.pw_uid, account.pw_gid)
+        os.seteuid(listener)  # which listen() takes down
         self.socket.listen(backlog)
+        os.seteuid(0)
         self.waiting = []
 
     def be_busy(self):
@@ -167,8 +180,8 @@ class Endpoint:
             return b"".join(iter(lambda: peer.recv(4096), b""))
 
     def receive_at_once(self):
-        """Of those that have come so far; None when there is none."""
-        return self.receive() if select([self.socket], [], [], 0)[0] else None
+        """Of those that have come so far; nothing when there is none."""
+        return self.receive() if select([self.socket], [], [], 0)[0] else b""
 
     def __enter__(self):
         return self
@@ -216,8 +229,8 @@ class Job:
     def uri(self, format):
         return f"qolt:/{format}/{self.account.pw_uid}@{self.id}"
 
-    def listen(self, backlog=8):
-        return Endpoint(self.account, self.id, backlog)
+    def listen(self, backlog=8, listener=0):
+        return Endpoint(self.account, self.id, backlog, listener)
 
     def start(self, format, *document, by=(), env={}, **how):
         """The backend, which the command `by` is to run."""
