@@ -84,7 +84,8 @@ class Process:
         ids = {}
         if account:
             arguments[0] = public(arguments[0])
-            ids = {"user": account.pw_uid, "group": account.pw_gid, "extra_groups": [account.pw_gid]}
+            ids = {"user": account.pw_uid, "group": account.pw_gid,
+                   "extra_groups": [account.pw_gid]}
         self.child = subprocess.Popen(
             arguments, stdin=input, stdout=self.out, stderr=errors, preexec_fn=before,
             env={"PATH": "/usr/sbin:/usr/bin:/sbin:/bin",

@@ -14,7 +14,8 @@ class Sample:
         self.job, self.kind = job, kind
         self.format = "PDF" if kind == "PDF" else "ZRLE"
         self.arguments = [document] if kind == "named" else []
-        self.how = {"input": {"PDF": PDF, "raster": RASTER, "named": b""}[kind], "env": stand_in}
+        self.how = {"input": {"PDF": PDF, "raster": RASTER, "named": b""}[kind],
+                    "env": {} if kind == "PDF" else stand_in}
         self.pages = [] if kind == "PDF" else ["-0.zrle", "-1.zrle"]
 
     def run(self, **more):

@@ -1,0 +1,327 @@
+"""Every step of a job fails, as docs/reliability.md has it, and nothing that it promises breaks."""
+
+import os
+import threading
+from collections import namedtuple
+from contextlib import ExitStack
+from pathlib import Path
+
+import faults
+import pytest
+from faults import injected, parallel
+from programs import SANITIZED, private_dir
+
+KINDS = ["PDF", "raster", "named"]
+DROP = {"setgid", "setgroups", "setuid", "getresuid"}
+# They do not fail in a program that passes what it should; brk never tells an error.
+INFALLIBLE = {"getuid", "geteuid", "getgid", "getegid", "brk", "exit_group", "futex", "lseek",
+              "rt_sigaction", "rt_sigprocmask", "umask"}
+MEMORY = {"brk", "mmap", "mprotect", "munmap"}
+ERRORS = {"openat": ["EMFILE", "EACCES"], "write": ["ENOSPC"], "connect": ["ECONNREFUSED"],
+          "tee": ["ENOMEM"], "socket": ["EMFILE"], "pipe2": ["EMFILE"], "unlink": ["EPERM"],
+          "fchown": ["EPERM"], "fcntl": ["EINVAL"], **dict.fromkeys(MEMORY, ["ENOMEM"])}
+
+# message: the last line on standard error, when a job that succeeds has no such line.
+Outcome = namedtuple("Outcome", "status err message announced")
+
+
+class Subject:
+    """A sample that is run again and again."""
+
+    def __init__(self, sample, server, folder, traces):
+        self.traces = traces
+        self.sample, self.server, self.job = sample, server, sample.job
+        library = self.sample.how["env"].get("LD_LIBRARY_PATH")
+        self.replacements = {self.job.id: "JOB", f"{folder}/": "/", f"{library}/": "/",
+                             private_dir(self.job.account): "/tmp/.qolt-UID",
+                             f"getpwuid({self.job.account.pw_uid})": "getpwuid(UID)"}
+        self.log = folder / f"strace.{self.job.id}"
+        self.usual = set()
+        self.usual = set(self.run().err.splitlines())
+        self.whole = self.files()
+        self.job.clean()
+
+    def plain(self, text):
+        """Without what differs from run to run."""
+        for found, shown in self.replacements.items():
+            text = text.replace(found, shown)
+        return text
+
+    def run(self, by=(), **more):
+        result = self.sample.run(by=by, **more)
+        *_, line = ["", *result.err.splitlines()]
+        return Outcome(result.status, result.err, "" if line in self.usual else line,
+                       self.server.receive_at_once())
+
+    def calls(self, leftover=""):
+        """Of a good run, which finds the leftover under the name of its document."""
+        key = self.sample.kind, leftover
+        if key not in self.traces:
+            self.put(leftover)
+            self.run(faults.traced(self.log))
+            # From the first thing that it does by itself.
+            self.traces[key] = faults.calls_in(self.log, "fcntl(0", self.plain)
+            self.job.clean()
+        return self.traces[key]
+
+    def put(self, leftover):
+        if leftover:
+            Path(self.job.path(".in")).write_text(leftover)
+
+    def strike(self, call, effect):
+        outcome = self.run(injected(call, effect, self.log))
+        assert faults.struck(call, self.log) or call.name in MEMORY, "no such call"
+        return outcome
+
+    def files(self):
+        return {suffix: self.job.read(suffix) for suffix in self.job.files()}
+
+    def assert_delivered(self, outcome):
+        self.sample.assert_delivered(outcome)
+        assert outcome.announced == self.job.message and outcome.message == ""
+
+    def assert_next_delivered(self):
+        self.assert_delivered(self.run())
+        self.job.clean()
+
+    def assert_delivered_or_failed(self, outcome, call=None, effect=""):
+        files, name = self.files(), call.name if call else ""
+        is_announced = outcome.announced == self.job.message
+        assert is_announced or outcome.announced == b""
+        for suffix in files:
+            assert os.stat(self.job.path(suffix)).st_mode & 0o77 == 0, suffix
+        if "signal" not in effect:
+            assert (outcome.status == 0) == is_announced == (outcome.message == "")
+            # Only where it does not trust what it runs as it ends itself at once.
+            assert outcome.status in (0, 1) or name in DROP and outcome.status == 134
+        elif "SIGTERM" in effect:
+            # 143 before it has made anything.
+            assert outcome.status in ([0] if is_announced else [1, 143]) and outcome.message == ""
+        if is_announced:
+            self.assert_whole(files, name, effect)
+            return
+        assert outcome.status != 0
+        if "SIGKILL" in effect:
+            return
+        is_converting = "[Document]" not in outcome.err and not (call and ".ini" in call.target)
+        is_dropping = name in DROP and "signal" not in effect
+        assert files.keys() <= {*(self.sample.pages if is_converting else []),
+                                *([".in"] if is_dropping else [])}
+
+    def assert_whole(self, files, name, effect):
+        whole, pages = dict(self.whole), [name for name in files if name in self.sample.pages]
+        if self.sample.kind == "named" and (name == "unlink" or "signal" in effect):
+            files.pop(".in", None)  # which goes last
+        if name == "read" and self.sample.pages:
+            # The imaging library takes a failure between two pages for the end.
+            whole = {suffix: whole[suffix] for suffix in [*pages, ".ini"]}
+            whole[".ini"] = self.job.description("ZRLE", *pages).encode()
+        assert files == whole
+
+    def try_fault(self, call, effect):
+        """What went wrong."""
+        outcome = None
+        try:
+            outcome = self.strike(call, effect)
+            self.assert_delivered_or_failed(outcome, call, effect)
+            # The imaging library has calls of its own, which are not made again.
+            if effect in ("error=EINTR", "error=EAGAIN") and \
+                    not (call.name == "read" and self.sample.pages):
+                self.assert_delivered(outcome)
+            if self.job.files():
+                self.assert_next_delivered()
+            return ""
+        except AssertionError as error:
+            return f"{call}, {effect}: {error}\n{outcome}"
+        finally:
+            self.job.clean()
+
+
+@pytest.fixture
+def subject(new_sample, folder):
+    """Makes those of one thread."""
+    if not faults.works():
+        pytest.skip("strace may not trace")
+    own, traces = threading.local(), {}
+    with ExitStack() as servers:
+        def of(kind):
+            made = own.__dict__
+            if kind not in made:
+                sample = new_sample(kind)
+                server = servers.enter_context(sample.job.listen())
+                made[kind] = Subject(sample, server, folder, traces)
+            return made[kind]
+        yield of
+
+
+class Row(namedtuple("Row", "step kind name target nth effect leftover",
+                     defaults=["", 1, "", ""])):
+    """Of the table of faults. Without an effect it is something else than a call that fails."""
+
+    def shown(self):
+        call = f"`{self.name} {self.target}`".replace(" `", "`")
+        call += f" no. {self.nth}" if self.nth > 1 else ""
+        sort, _, value = self.effect.partition("=")
+        text = {"error": f"{call}: {value}", "signal": f"{value} at {call}", "": self.name,
+                "retval": f"{call} gives 5" if "poke" in value else f"{call} does nothing"}[sort]
+        return text + (", of a leftover" if self.leftover else "")
+
+    def call(self, subject):
+        wanted = self.name, self.target
+        calls = [call for call in subject.calls(self.leftover) if call[:2] == wanted]
+        return calls[self.nth - 1]
+
+
+def shell(command):
+    return ["sh", "-c", command, "sh"]
+
+
+IN, INI, PAGE_0, PAGE_1 = (f"/tmp/qolt-JOB{suffix}"
+                           for suffix in (".in", ".ini", "-0.zrle", "-1.zrle"))
+SERVER = "/tmp/.qolt-UID/print.JOB"
+OTHERS = {"standard input is closed": 'exec "$@" <&-',
+          "nobody listens": 'DEVICE_URI=${DEVICE_URI}x exec "$@"'}
+ROWS = [Row(*row) for row in [
+    ("input", "named", "openat", "/document", 1, "error=EMFILE"),
+    ("input", "PDF", "standard input is closed"),
+    ("input", "raster", "standard input is closed"),
+    ("account", "PDF", "openat", "/etc/passwd", 1, "error=EMFILE"),
+    ("account", "PDF", "read", "/etc/passwd", 1, "error=EIO"),
+    ("store", "PDF", "openat", IN, 1, "error=EMFILE"),
+    ("store", "PDF", "openat", IN, 1, "error=ENOSPC"),
+    ("store", "PDF", "fcntl", IN, 1, "error=EINVAL"),
+    ("store", "PDF", "fchown", IN, 1, "error=EPERM"),
+    ("store", "PDF", "read", "stdin", 1, "error=EIO"),
+    ("store", "named", "read", "/document", 1, "error=EIO"),
+    ("store", "PDF", "write", IN, 1, "error=ENOSPC"),
+    ("store", "PDF", "write", IN, 5, "error=EFBIG"),
+    ("store", "PDF", "close", IN, 1, "error=EIO"),
+    ("store", "PDF", "unlink", IN, 1, "error=EROFS", "of an earlier job"),
+    ("store", "PDF", "fcntl", IN, 1, "error=EINVAL", "of an earlier job"),
+    ("store", "PDF", "read", "stdin", 1, "signal=SIGTERM"),
+    ("store", "PDF", "write", IN, 1, "signal=SIGKILL"),
+    ("drop", "PDF", "setgid", "", 1, "error=EPERM"),
+    ("drop", "PDF", "setgroups", "", 1, "error=EPERM"),
+    ("drop", "PDF", "setuid", "", 1, "error=EAGAIN"),
+    ("drop", "PDF", "setuid", "", 1, "retval=0"),
+    ("drop", "PDF", "getresuid", "", 1, "error=EFAULT"),
+    ("drop", "PDF", "setgid", "", 1, "retval=0"),
+    ("report", "PDF", "read", "/proc/sys/kernel/ngroups_max", 1, "retval=2:poke_exit=@arg2=350a"),
+    ("report", "PDF", "getgroups", "", 1, "error=EINVAL"),
+    ("convert", "named", "openat", IN, 2, "error=EMFILE"),
+    ("convert", "named", "newfstatat", IN, 1, "error=EIO"),
+    ("convert", "raster", "read", "/libcupsimage.so.2", 1, "error=EIO"),
+    ("convert", "raster", "read", "stdin", 1, "error=EIO"),
+    ("convert", "raster", "pipe2", "", 1, "error=EMFILE"),
+    ("convert", "raster", "tee", "stdin", 3, "error=ENOMEM"),
+    ("convert", "named", "pread64", IN, 3, "error=EIO"),
+    ("convert", "raster", "openat", PAGE_0, 1, "error=ENOSPC"),
+    ("convert", "raster", "read", "stdin", 3, "error=EIO"),
+    ("convert", "raster", "write", PAGE_0, 1, "error=ENOSPC"),
+    ("convert", "raster", "write", PAGE_1, 1, "error=ENOSPC"),
+    ("convert", "raster", "close", PAGE_1, 1, "error=EIO"),
+    ("convert", "raster", "write", PAGE_1, 1, "signal=SIGTERM"),
+    ("describe", "raster", "openat", INI, 1, "error=ENOSPC"),
+    ("describe", "named", "write", INI, 1, "error=ENOSPC"),
+    ("describe", "PDF", "close", INI, 1, "error=EIO"),
+    ("connect", "PDF", "socket", "", 3, "error=EMFILE"),
+    ("connect", "PDF", "connect", SERVER, 1, "error=ECONNREFUSED"),
+    ("connect", "raster", "connect", SERVER, 1, "error=EAGAIN"),
+    ("connect", "raster", "fcntl", "socket", 1, "error=EINVAL"),
+    ("connect", "PDF", "nobody listens"),
+    ("connect", "raster", "nobody listens"),
+    ("connect", "named", "nobody listens"),
+    ("check", "PDF", "getsockopt", "socket", 2, "error=EINVAL"),
+    ("check", "PDF", "newfstatat", "/tmp/.qolt-UID", 1, "error=EACCES"),
+    # The stream used to try again when it was destroyed, and the job was announced.
+    ("send", "PDF", "write", "socket", 1, "error=ENOBUFS"),
+    ("send", "raster", "write", "socket", 1, "error=EPIPE"),
+    ("send", "PDF", "write", "socket", 1, "signal=SIGTERM"),
+    ("release", "named", "unlink", IN, 1, "error=EPERM"),
+]]
+
+
+def test_every_step_that_fails_has_its_message_and_leaves_what_it_should(subject,
+                                                                         reliability_table):
+    def line(row):
+        this = subject(row.kind)
+        call = row.call(this) if row.effect else None
+        this.put(row.leftover)
+        outcome = this.strike(call, row.effect) if call else this.run(by=shell(OTHERS[row.name]))
+        left = ", ".join(f"`/tmp/qolt-JOB{suffix}`" for suffix in this.job.files()) or "nothing"
+        if not row.leftover:
+            this.assert_delivered_or_failed(outcome, call, row.effect)
+        this.assert_next_delivered()
+        message = f"`{this.plain(outcome.message)}`" if outcome.message else "none"
+        return [row.step, row.kind, row.shown(), message, outcome.status, left]
+    reliability_table("faults", ["Step", "Job", "Fault", "Last line on standard error", "Status",
+                                 "Left in /tmp"], parallel(line, ROWS))
+
+
+def try_all(subject, kind, struck):
+    problems = parallel(lambda fault: subject(kind).try_fault(*fault), struck)
+    assert "\n\n".join(filter(None, problems)) == "" and len(struck) > 30
+
+
+def errors_of(call):
+    if call.name in INFALLIBLE or call.target == "output" or SANITIZED and call.name in MEMORY:
+        return []
+    errors = ERRORS.get(call.name, ["EIO"])
+    if call.target in ("stdin", "socket", "pipe") and call.name in ("read", "tee", "write"):
+        errors = [*errors, "EINTR", "EAGAIN"]
+    return [*errors, "EINTR"] if call.name in ("connect", "poll") else errors
+
+
+@pytest.mark.parametrize("kind", KINDS)
+def test_whatever_call_fails_the_job_is_delivered_or_fails(subject, kind):
+    try_all(subject, kind, [(call, f"error={error}") for call in subject(kind).calls()
+                            for error in errors_of(call)])
+
+
+@pytest.mark.parametrize("kind", KINDS)
+@pytest.mark.parametrize("signal", ["SIGTERM", "SIGKILL"])
+def test_wherever_the_job_is_killed_it_is_delivered_or_deleted(subject, kind, signal):
+    # Others make no difference.
+    calls = [call for call in subject(kind).calls()
+             if call.name.startswith("rt_sig") or call.name not in INFALLIBLE | MEMORY]
+    try_all(subject, kind, [(call, f"signal={signal}") for call in calls])
+
+
+# Its number used to go to the next file: that of standard error to the description, where the
+# text then stood twice, and to the connection; that of standard input to a pipe of the job's
+# own, where it waited for ever.
+@pytest.mark.parametrize("kind", ["PDF", "raster"])
+def test_closed_standard_streams_do_not_become_files_of_the_job(subject, kind):
+    this = subject(kind)
+    for closed in ["1", "2", "12", "0", "01", "02", "012"]:
+        outcome = this.run(by=shell('exec "$@"' + "".join(f" {fd}>&-" for fd in closed)))
+        if "0" in closed:
+            this.assert_delivered_or_failed(outcome._replace(message="gone") if "2" in closed
+                                            else outcome)
+            assert outcome.status == 1 and this.job.files() == []
+        else:
+            this.assert_delivered(outcome)
+        this.job.clean()
+
+
+@pytest.mark.parametrize("fault", [("openat", IN, 1), ("unlink", IN, 1)], ids=str)
+def test_cancelled_job_leaves_a_foreign_entry_alone(subject, fault):
+    this = subject("PDF")
+    row = Row("store", "PDF", *fault, "signal=SIGTERM", "of an earlier job")
+    call = row.call(this)
+    Path(this.job.path(".in")).mkdir()
+    outcome = this.strike(call, row.effect)
+    assert outcome.status == 1 and Path(this.job.path(".in")).is_dir()
+
+
+@pytest.mark.skipif(SANITIZED, reason="a sanitizer needs descriptors of its own")
+@pytest.mark.parametrize("kind", KINDS)
+def test_however_few_descriptors_there_are_the_job_is_delivered_or_fails(subject, kind):
+    this = subject(kind)
+    for most in range(4, 64):
+        outcome = this.run(by=["prlimit", f"--nofile={most}:{most}"])
+        this.assert_delivered_or_failed(outcome)
+        this.assert_next_delivered()
+        if outcome.announced:
+            break
+    assert outcome.announced
