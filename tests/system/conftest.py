@@ -4,13 +4,16 @@ import os
 import pwd
 import secrets
 import tempfile
+from contextlib import ExitStack
 from pathlib import Path
 
 import pytest
 
-pytest.register_assert_rewrite("programs", "pagefile", "raster", "samples")
+pytest.register_assert_rewrite("programs", "pagefile", "raster", "samples", "scheduler")
 
-from programs import BUILD, SOURCE, Job, private_dir, public  # noqa: E402
+import scheduler  # noqa: E402
+from programs import (  # noqa: E402
+    BUILD, QOLT, RECEIVER, SOURCE, Job, Process, private_dir, public)
 from samples import RASTER, Sample  # noqa: E402
 
 RELIABILITY = SOURCE / "docs/reliability.md"
@@ -97,11 +100,9 @@ def stand_in():
     return {"LD_LIBRARY_PATH": os.path.dirname(library)}
 
 
-@pytest.fixture(params=["stand_in", "real"])
-def imaging(request):
-    """One imaging library after the other."""
-    if request.param == "stand_in":
-        return request.getfixturevalue("stand_in")
+@pytest.fixture
+def real_library():
+    """CUPS's imaging library needs no variables."""
     try:
         ctypes.CDLL("libcupsimage.so.2")
     except OSError:
@@ -129,3 +130,42 @@ def reliability_table(request):
         else:
             assert written == table
     return check
+
+
+@pytest.fixture
+def output(folder, account):
+    """Where a receiver of the account may write."""
+    path = folder / "output"
+    path.mkdir()
+    os.chown(path, account.pw_uid, account.pw_gid)
+    return path
+
+
+@pytest.fixture
+def serve(job, output):
+    """Starts a receiver at the job's endpoint; when it returns, jobs can come."""
+    with ExitStack() as receivers:
+        def start(*parameters, output=output, **how):
+            process = Process([RECEIVER, f"--name={job.id}", f"--output={output}", "--timeout=60",
+                               *parameters], account=job.account, **how)
+            receivers.enter_context(process)
+            process.wait_for(f"listening on {job.socket_path}\n")
+            return process
+        yield start
+
+
+@pytest.fixture(scope="session")
+def one_scheduler():
+    if os.geteuid() != 0 or (missing := scheduler.missing()):
+        pytest.skip("needs " + ("root" if os.geteuid() != 0 else missing))
+    with tempfile.TemporaryDirectory(prefix="qolt_test.", dir="/tmp") as path:
+        os.chmod(path, 0o755)
+        with scheduler.Scheduler(path, QOLT) as one:
+            yield one
+
+
+@pytest.fixture
+def cups(one_scheduler):
+    """A scheduler without queues."""
+    yield one_scheduler
+    one_scheduler.clean()

@@ -20,6 +20,7 @@ SOURCE = Path(__file__).resolve().parents[2]
 BUILD = SOURCE / os.environ.get("QOLT_BUILD", "build/release")
 SANITIZED = BUILD.name in ("asan", "tsan")
 QOLT = BUILD / "bin/qolt"
+RECEIVER = BUILD / "bin/qolt-receiver"
 
 Result = namedtuple("Result", "status out err")  # status: as a shell has it
 
@@ -59,6 +60,12 @@ def limit(resource, most):
         signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
         setrlimit(resource, (most, most))
     return before
+
+
+def peak_memory(pid):
+    """Resident bytes."""
+    status = Path(f"/proc/{pid}/status").read_text()
+    return int(status.split("VmHWM:")[1].split()[0]) * 1024
 
 
 class Process:
@@ -113,10 +120,6 @@ class Process:
         assert eventually(found) and (text in self._text(self.out) + self._text(self.err)), \
             f"no {text!r} in {self._text(self.out)}{self._text(self.err)}"
 
-    def peak_memory(self):
-        status = Path(f"/proc/{self.child.pid}/status").read_text()
-        return int(status.split("VmHWM:")[1].split()[0]) * 1024
-
     def signal(self, number):
         self.child.send_signal(number)
 
@@ -147,12 +150,16 @@ def private_dir(account):
     return f"/tmp/.qolt-{account.pw_uid}"
 
 
+def socket_path(account, name):
+    return f"{private_dir(account)}/print.{name}"
+
+
 class Endpoint:
     """A listening socket where the backend looks for the account's server, which for it runs
     as the listener. A context."""
 
     def __init__(self, account, name, backlog=8, listener=0):
-        self.path = f"{private_dir(account)}/print.{name}"
+        self.path = socket_path(account, name)
         os.makedirs(private_dir(account), 0o700, exist_ok=True)
         self.socket = socket.socket(socket.AF_UNIX)
         self.socket.settimeout(60)
@@ -217,12 +224,16 @@ class Job:
             shutil.rmtree(path) if path.is_dir() and not path.is_symlink() else path.unlink()
 
     @property
+    def socket_path(self):
+        return socket_path(self.account, self.id)
+
+    @property
     def message(self):
         path = self.path(".ini").encode()
         return len(path).to_bytes(4, "big") + path
 
-    def description(self, format, *suffixes):
-        lines = ["[Document]", "Name=A title", "[Device]", "DeviceName=queue", f"[{format}]",
+    def description(self, format, *suffixes, title="A title", queue="queue"):
+        lines = ["[Document]", f"Name={title}", "[Device]", f"DeviceName={queue}", f"[{format}]",
                  f"Count={len(suffixes)}"]
         lines += [f"File{i}={self.path(suffix)}" for i, suffix in enumerate(suffixes)]
         return "".join(line + "\n" for line in lines)

@@ -1,0 +1,316 @@
+"""Queues as an administrator sets them up, and what users do with them."""
+
+import os
+import pwd
+import random
+import re
+from contextlib import ExitStack
+
+import pytest
+from pagefile import PageFile
+from programs import SANITIZED, Job, eventually, peak_memory, private_dir, run
+from raster import random_page, raster_stream
+from scheduler import as_is, packaged, with_filter
+
+PPDS = {"PDF": "qolt-pdf.ppd", "PS": "qolt-ps.ppd", "ZRLE": "qolt-raster.ppd"}
+
+
+def random_document(seed):
+    """No other one equals it."""
+    return b"%PDF-1.4\n" + random.Random(seed).randbytes(300000)
+
+
+def grey_pages(greys):
+    """A PDF document in which every page is one grey, 0 (black) to 9."""
+    kids = " ".join(f"{3 + 2 * i} 0 R" for i in range(len(greys)))
+    objects = ["<</Type/Catalog/Pages 2 0 R>>",
+               f"<</Type/Pages/Count {len(greys)}/Kids[{kids}]>>"]
+    for grey in greys:
+        content = f"0.{grey} g 0 0 595 842 re f"
+        objects += ["<</Type/Page/Parent 2 0 R/MediaBox[0 0 595 842]/Contents "
+                    f"{len(objects) + 2} 0 R>>",
+                    f"<</Length {len(content)}>>stream\n{content}\nendstream"]
+    text, table = "%PDF-1.4\n", "0000000000 65535 f \n"
+    for number, content in enumerate(objects, 1):
+        table += f"{len(text):010} 00000 n \n"
+        text += f"{number} 0 obj\n{content}\nendobj\n"
+    size = len(objects) + 1
+    return (f"{text}xref\n0 {size}\n{table}trailer<</Root 1 0 R/Size {size}>>\n"
+            f"startxref\n{len(text)}\n%%EOF\n").encode()
+
+
+def grey_of(value):
+    """What grey_pages() made, or "-" for a banner, which is white there."""
+    tenths = round(value * 10 / 255)
+    return "-" if tenths > 9 else str(tenths)
+
+
+def greys_of_document(path):
+    """Of one PDF or PostScript document, which is drawn at 20 dpi."""
+    result = run(["gs", "-q", "-dBATCH", "-dNOPAUSE", "-dSAFER", "-r20", "-sDEVICE=pgmraw",
+                  "-o", "-", path])
+    assert result.status == 0, result.err
+    pictures, greys = result.out.encode(errors="surrogateescape"), ""
+    while pictures:
+        head = re.match(rb"P5\s(?:#.*\n)*(\d+) (\d+)\s255\s", pictures)
+        width, height = map(int, head.groups())
+        greys += grey_of(pictures[head.end() + 5 * width + 5])
+        pictures = pictures[head.end() + width * height:]
+    return greys
+
+
+def greys_of_page_files(paths):
+    pages = map(PageFile, paths)
+    return "".join(grey_of(next(page.bands())[3 * (20 * page.width + 20)]) for page in pages)
+
+
+def documents_of(job):
+    """In the order of the description."""
+    return re.findall(r"^File\d+=(.*)$", job.read(".ini").decode(), re.MULTILINE)
+
+
+def assert_announced(server, *jobs):
+    """Each once, in any order."""
+    assert sorted(server.receive() for _ in jobs) == sorted(job.message for job in jobs)
+
+
+@pytest.fixture
+def document(folder):
+    """A PDF document of its own."""
+    path = folder / "document.pdf"
+    path.write_bytes(random_document(0))
+    return path
+
+
+@pytest.fixture
+def queue(cups, job, folder):
+    """Its name. It brings PDF documents as they are to the endpoint of `job`."""
+    cups.add_queue("queue", "PDF", as_is(folder), job)
+    return "queue"
+
+
+def test_scheduler_lists_the_device(cups):
+    assert "uri = qolt:/\n        class = direct\n        info = QOLT Remote Printer\n" \
+        "        make-and-model = QOLT Printer\n" in cups.manage("lpinfo", "-l", "-v")
+
+
+def same_every_time(document):
+    """The filters put the time and the job into comments and the PDF trailer."""
+    return [line for line in document.split(b"\n")
+            if not line.startswith(b"%") and b"/ID [" not in line]
+
+
+def test_document_arrives_as_cups_hands_it_over(cups, job, queue, folder, output, serve):
+    document = folder / "document"
+    document.write_bytes(grey_pages("12"))
+    for format in ("PDF", "PS"):
+        cups.add_queue(format, format, packaged(PPDS[format]), job)
+    server = serve()
+
+    def received(name, queue, *options):
+        printed = cups.print(queue, "-t", "Report", *options, document)
+        server.wait_for(f"received {output / name}\n")
+        lines = cups.wait_for_log(printed, "qolt: socket connected successfully")
+        assert f"qolt: backend dropped privs to uid={job.account.pw_uid}" in lines
+        assert eventually(lambda: not printed.files())
+        return (output / name).read_bytes()
+    assert received("Report-0.pdf", queue) == document.read_bytes()
+    assert received("Report-0_2.pdf", queue, "-o", "raw") == document.read_bytes()
+    for name, format, start in [("Report-0_3.pdf", "PDF", b"%PDF-"),
+                                ("Report-0.ps", "PS", b"%!PS")]:
+        text = received(name, format)
+        assert text.startswith(start)
+        stored = cups.stored(format, "-t", "Report", document).read_bytes()
+        assert same_every_time(text) == same_every_time(stored)
+
+
+def test_jobs_sent_together_reach_their_accounts_once_and_whole(cups, accounts, job, folder):
+    commands, texts, servers = [], [], []
+    with ExitStack() as stack:
+        for account, count in zip(accounts, (20, 3, 3)):
+            receiving = Job(account, job.id)
+            servers.append(stack.enter_context(receiving.listen()))
+            cups.add_queue(account.pw_name, "PDF", as_is(folder), receiving)
+            for _ in range(count):
+                document = folder / str(len(texts))
+                texts.append(random_document(len(texts)))
+                document.write_bytes(texts[-1])
+                commands.append((account.pw_name, document))
+        jobs = cups.print_together(*commands)
+        for account, server in zip(accounts, servers):
+            assert_announced(server, *[printed for printed in jobs if printed.account == account])
+        for printed, text in zip(jobs, texts):
+            assert printed.files() == [".in", ".ini"]
+            printed.assert_owned()
+            assert documents_of(printed) == [printed.path(".in")]
+            assert printed.read(".in") == text
+        for queue, _ in commands:
+            assert eventually(lambda: not cups.pending(queue))
+        assert [server.receive_at_once() for server in servers] == [None] * len(servers)
+
+
+@pytest.mark.parametrize("options, documents, greys", [
+    (["-n", "3", "-o", "Collate=True"], ["12"], "121212"),
+    (["-o", "job-sheets=standard,secret"], ["12", "3"], "-123-"),
+], ids=["copies", "files and banners"])
+@pytest.mark.parametrize("format", PPDS)
+def test_pages_arrive_in_their_order(cups, job, folder, request, format, options, documents, greys):
+    if format == "ZRLE":
+        request.getfixturevalue("real_library")
+    cups.add_queue("queue", format, packaged(PPDS[format]), job)
+    for name in documents:
+        (folder / name).write_bytes(grey_pages(name))
+    with job.listen() as server:
+        printed = cups.print("queue", *options, "-o", "Resolution=150dpi",
+                             *[folder / name for name in documents])
+        assert_announced(server, printed)
+    paths = documents_of(printed)
+    if format == "ZRLE":
+        assert greys_of_page_files(paths) == greys
+        return
+    # Several files of one job come as documents behind each other.
+    assert paths == [printed.path(".in")]
+    start = b"%PDF-" if format == "PDF" else b"%!PS-Adobe-"
+    text, found = printed.read(".in"), ""
+    assert text.startswith(start)
+    for part in re.split(b"\n(?=" + start + b")", text):
+        (folder / "part").write_bytes(part)
+        found += greys_of_document(folder / "part")
+    assert found == greys
+
+
+@pytest.mark.parametrize("title", [
+    "Ünïcödé „quoted“ – ½ €",
+    "\"double\" 'single' `back` $HOME $(id) \\ ; & | < > * ? ~ #",
+    "../../etc/passwd and 100% of %s %n %d",
+    "  = [PDF] File1=/etc/shadow ",
+    "ü" * 127,  # as many bytes as CUPS takes
+    "x" * 255,  # the same
+], ids=["unicode", "shell", "path and format", "lines", "long unicode", "long"])
+def test_title_arrives_as_it_was_given(cups, job, queue, document, title):
+    with job.listen() as server:
+        printed = cups.print(queue, "-t", title, document)
+        assert_announced(server, printed)
+    assert printed.read(".ini").decode() == printed.description("PDF", ".in", title=title)
+
+
+def test_held_job_is_printed_when_it_is_released(cups, job, queue, document):
+    with job.listen() as server:
+        held = cups.print(queue, "-H", "hold", document)
+        assert_announced(server, cups.print(queue, document))
+        assert server.receive_at_once() is None and held.files() == []
+        cups.manage("lp", "-i", held.id, "-H", "resume")
+        assert_announced(server, held)
+    assert held.read(".in") == document.read_bytes()
+
+
+@pytest.mark.parametrize("policy, is_kept", [
+    ("abort-job", False), ("stop-printer", True), ("retry-job", True), ("retry-current-job", True)])
+def test_failing_job_follows_the_error_policy_of_its_queue(
+        cups, job, folder, document, policy, is_kept):
+    cups.add_queue("queue", "PDF", as_is(folder), job, "-o", f"printer-error-policy={policy}")
+    failing = cups.print("queue", document)
+    lines = cups.wait_for_log(failing, "Backend returned status 1")
+    assert "qolt: connect: No such file or directory" in lines
+    # Unless it is just being tried again.
+    assert eventually(lambda: not failing.files())
+    if policy == "stop-printer":
+        assert eventually(lambda: "disabled" in cups.manage("lpstat", "-p", "queue"))
+    assert eventually(lambda: bool(cups.pending("queue")) == is_kept)
+    with job.listen() as server:
+        if policy == "stop-printer":
+            cups.manage("cupsenable", "queue")
+        jobs = [cups.print("queue", document)] + [failing] * is_kept
+        assert_announced(server, *jobs)
+        assert eventually(lambda: not cups.pending("queue"))
+        assert server.receive_at_once() is None
+    for printed in jobs:
+        assert printed.read(".in") == document.read_bytes()
+
+
+def test_account_without_an_entry_gets_nothing(cups, job, folder, document):
+    taken = {entry.pw_uid for entry in pwd.getpwall()}
+    uid = random.choice([uid for uid in range(61000, 65000) if uid not in taken])
+    receiving = Job(pwd.struct_passwd(("", "", uid, uid, "", "", "")), job.id)
+    with receiving.listen() as server:
+        cups.add_queue("queue", "PDF", as_is(folder), receiving)
+        printed = cups.print("queue", document)
+        lines = cups.wait_for_log(printed, "Backend returned status 1")
+        announced = server.receive_at_once()
+    os.rmdir(private_dir(receiving.account))
+    assert f"qolt: getpwuid({uid}): account not found\n" in lines
+    assert announced is None and printed.files() == []
+
+
+def test_cancelled_job_leaves_nothing(cups, job, queue, document):
+    with job.listen(0) as server:
+        server.be_busy()
+        printed = cups.print(queue, document)
+        cups.wait_for_log(printed, "qolt: connecting to socket")
+        assert printed.files() == [".in", ".ini"]
+        cups.manage("cancel", printed.id)
+        assert eventually(lambda: printed.files() == [])
+
+
+REPEAT = """#!/bin/sh
+read -r times <"$6"
+while [ "$times" -gt 0 ]; do
+  cat "${0%repeat}stream" || exit
+  times=$((times - 1))
+done
+"""
+
+
+@pytest.fixture
+def print_repeated(cups, job, folder, real_library):
+    """Prints a raster stream of the pages, repeated."""
+    (folder / "repeat").write_text(REPEAT)
+    (folder / "repeat").chmod(0o755)
+    cups.add_queue("repeating", "ZRLE", with_filter(
+        folder, "qolt-raster.ppd",
+        f'*cupsFilter2: "text/plain application/vnd.cups-raster 0 {folder}/repeat"'), job)
+
+    def start(times, *pages):
+        (folder / "stream").write_bytes(raster_stream(b"3SaR", *pages))
+        (folder / "times").write_text(f"{times}\n")
+        return cups.print("repeating", folder / "times")
+    return start
+
+
+def test_job_cancelled_while_it_converts_leaves_its_pages_and_the_next_one_is_printed(
+        cups, job, print_repeated):
+    page = random_page(300, 300)
+    with job.listen() as server:
+        endless = print_repeated(10**9, page)
+        assert eventually(lambda: "-2.zrle" in endless.files())
+        cups.manage("cancel", endless.id)
+        printed = print_repeated(3, page)
+        assert_announced(server, printed)
+        assert server.receive_at_once() is None
+    for path in documents_of(printed):
+        assert PageFile(path).pixels() == page.pixels()
+    assert len(documents_of(printed)) == 3
+    count = len(endless.files())
+    assert count >= 3
+    assert endless.files() == sorted(f"-{i}.zrle" for i in range(count))
+
+
+@pytest.mark.skipif(SANITIZED, reason="a sanitizer takes memory of its own")
+def test_five_hundred_pages_take_no_more_memory_than_ten(cups, job, print_repeated):
+    # A few lines of ink on white.
+    page = random_page(413, 12)
+    page.lines += b"\xff" * (page.bytes_per_line * (585 - page.height))
+    page.height = 585
+
+    def peak_of(count):
+        # The job waits until its memory has been read.
+        with job.listen(0) as server:
+            server.be_busy()
+            printed = print_repeated(count // 10, *[page] * 10)
+            lines = cups.wait_for_log(printed, "qolt: connecting to socket")
+            assert len(documents_of(printed)) == count
+            peak = peak_memory(re.search(r"backend/qolt \(PID (\d+)\)", lines)[1])
+            cups.manage("cancel", printed.id)
+            assert eventually(lambda: ".ini" not in printed.files())
+        return peak
+    assert peak_of(500) < peak_of(10) + len(page.lines)
