@@ -107,17 +107,16 @@ class Process:
     def _text(file):
         return os.pread(file.fileno(), 1 << 24, 0).decode(errors="surrogateescape")
 
-    def wait_for(self, text):
-        """Until standard output or standard error contain the text."""
-        ended = False
+    def says(self, text):
+        """On standard output or standard error."""
+        return text in self._text(self.out) or text in self._text(self.err)
 
-        def found():
-            nonlocal ended
-            if text in self._text(self.out) or text in self._text(self.err) or ended:
-                return True
-            ended = self.child.poll() is not None
-            return False
-        assert eventually(found) and (text in self._text(self.out) + self._text(self.err)), \
+    def wait_for(self, text):
+        """Until it says the text."""
+        def is_over():
+            has_ended = self.child.poll() is not None
+            return self.says(text) or has_ended
+        assert eventually(is_over) and self.says(text), \
             f"no {text!r} in {self._text(self.out)}{self._text(self.err)}"
 
     def signal(self, number):

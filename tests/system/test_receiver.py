@@ -1,0 +1,347 @@
+"""The receiver: how it takes jobs over, what it refuses, and whom it serves."""
+
+import os
+import re
+import socket
+from contextlib import ExitStack, nullcontext
+from datetime import date, datetime, time, timedelta
+from pathlib import Path
+from resource import RLIMIT_NOFILE
+from signal import SIGINT, SIGKILL, SIGTERM
+from tempfile import TemporaryDirectory
+
+import pytest
+from pagefile import png_pixels
+from programs import RECEIVER, eventually, limit, run
+from raster import random_page, raster_stream
+
+# 9 x 2 pixels, 0.8 x 0.2 mm.
+PAGE = bytes.fromhex("00000009 00000002 00000008 00000002 0000001b 00000001 801c"
+                     "8010 0000 0000 0009 0002 789c62faffff3f0310343430 00 000000ffff")
+# The last of the first row and the first of the second are black.
+PIXELS = b"\xff" * 24 + b"\0" * 6 + b"\xff" * 24
+EMPTY_PAGE = bytes.fromhex("00000009 00000000 00000008 00000000 0000001b 00000001 800a"
+                           "8010 0000 0000 0009 0000")
+
+
+def own(job, path):
+    os.chown(path, job.account.pw_uid, job.account.pw_gid, follow_symlinks=False)
+
+
+def put(job, suffix, data):
+    """A file of the job."""
+    Path(job.path(suffix)).write_bytes(data)
+    own(job, job.path(suffix))
+
+
+def connect(job, data=b""):
+    peer = socket.socket(socket.AF_UNIX)
+    peer.connect(job.socket_path)
+    peer.sendall(data)
+    return peer
+
+
+def send(job, data):
+    connect(job, data).close()
+
+
+def send_pages(job, *pages):
+    suffixes = [f"-{i}.zrle" for i in range(len(pages))]
+    for suffix, page in zip(suffixes, pages):
+        put(job, suffix, page)
+    put(job, ".ini", job.description("ZRLE", *suffixes, title="t").encode())
+    send(job, job.message)
+
+
+def assert_served(job, server):
+    """The next job is taken."""
+    assert job.run("PDF", input=b"one").status == 0
+    server.wait_for("received ")
+
+
+def assert_vanish(job):
+    assert eventually(lambda: job.files() == []), job.files()
+
+
+def contents(folder):
+    return {path.name: path.read_bytes() for path in folder.iterdir()}
+
+
+def descriptors(process):
+    return len(os.listdir(f"/proc/{process.child.pid}/fd"))
+
+
+@pytest.fixture
+def server(serve):
+    return serve()
+
+
+def test_jobs_of_the_backend_are_taken_one_after_another(job, server, output):
+    jobs = [("PDF", "A title-0.pdf", b"one"), ("PDF", "A title-0_2.pdf", b"two"),
+            ("PS", "A title-0.ps", b"three")]
+    for format, name, text in jobs:
+        assert job.run(format, input=text).status == 0
+        server.wait_for(f"received {output / name}\n")
+    assert contents(output) == {name: text for _, name, text in jobs}
+    assert_vanish(job)
+
+
+# A viewer would show only the last.
+def test_pdf_documents_behind_each_other_become_files(job, server, output):
+    one = b"%PDF-1.4\n" + b"1" * 100000 + b"%%EOF\n"
+    two = b"%PDF-1.7\n" + b"2" * 70000 + b"%%EOF\n"
+    assert job.run("PDF", input=one + two).status == 0
+    server.wait_for(f"received {output}/A title-1.pdf\n")
+    assert contents(output) == {"A title-0.pdf": one, "A title-1.pdf": two}
+    assert_vanish(job)
+
+
+def test_pages_become_pictures(job, server, output, real_library):
+    noise, white = random_page(150, 70), random_page(65, 3)
+    white.lines = b"\xff" * len(white.lines)
+    assert job.run("ZRLE", input=raster_stream(b"RaS3", noise, white)).status == 0
+    server.wait_for(f"received {output}/A title-1.png\n")
+    for i, page in enumerate((noise, white)):
+        assert png_pixels(output / f"A title-{i}.png") == (page.width, page.height, page.pixels())
+    assert_vanish(job)
+
+
+def test_broken_and_empty_pages_stay_page_files(job, server, output):
+    pages = [PAGE, PAGE[:40], EMPTY_PAGE]
+    send_pages(job, *pages)
+    for text in ("t-0.png\n", "t-1.zrle\n", "t-2.zrle\n"):
+        server.wait_for(f"received {output}/{text}")
+    server.wait_for("-1.zrle: byte 40: ")
+    server.wait_for("an empty page has no picture")
+    assert png_pixels(output / "t-0.png") == (9, 2, PIXELS)
+    (output / "t-0.png").unlink()
+    assert contents(output) == {"t-1.zrle": pages[1], "t-2.zrle": pages[2]}
+    assert_vanish(job)
+
+
+@pytest.mark.parametrize("stalled", [False, True])
+@pytest.mark.parametrize("number", [SIGINT, SIGTERM])
+def test_signal_ends_it_even_while_a_peer_stalls(job, serve, number, stalled):
+    server = serve("--timeout=3600")
+    with connect(job, b"\0\0") if stalled else nullcontext():
+        server.signal(number)
+        assert server.wait().status == 0
+    assert not os.path.exists(job.socket_path)
+
+
+def test_output_on_another_file_system_gets_a_copy(job, serve, folder):
+    if not os.path.isdir("/dev/shm") or os.stat("/dev/shm").st_dev == os.stat("/tmp").st_dev:
+        pytest.skip("needs a second file system at /dev/shm")
+    with TemporaryDirectory(dir="/dev/shm") as away:
+        own(job, away)
+        server = serve(output=away)
+        text = b"x" * 3000000
+        (folder / "document").write_bytes(text)
+        assert job.run("PDF", folder / "document").status == 0
+        server.wait_for(f"received {away}/A title-0.pdf\n")
+        assert contents(Path(away)) == {"A title-0.pdf": text}
+        assert ".in" not in job.files()
+
+
+def test_dead_socket_is_swept_and_a_live_one_left(job, serve, output):
+    server = serve()
+    second = run([RECEIVER, f"--name={job.id}", f"--output={output}"], account=job.account)
+    assert second.status == 1
+    assert second.err == f"qolt-receiver: another server listens on {job.socket_path}\n"
+
+    server.signal(SIGKILL)
+    server.wait()
+    assert os.path.exists(job.socket_path)
+    heir = serve()
+    send(job, b"")  # somebody looks whether it is alive
+    assert_served(job, heir)
+    heir.signal(SIGTERM)
+    assert heir.wait().err == ""
+
+
+def message(path):
+    return len(path).to_bytes(4, "big") + path
+
+
+def test_bad_message_is_reported_and_the_next_connection_served(job, serve):
+    server = serve("--timeout=1")
+    for data, problem in [
+            (b"\xff\xff\xff\xff", "bad message: a path of 4294967295 bytes"),
+            (bytes(4), "bad message: a path of 0 bytes"),
+            (message(b"x" * 256), "bad message: a path of 256 bytes"),
+            (message(b"/tmp/qolt-\0x"), "bad message: a zero byte in the path"),
+            (message(b"/tmp/qolt-x")[:9], "bad message: cut off"),
+            (message(b"/etc/passwd"), "refused /etc/passwd: not a file of a job"),
+            (message(b"/tmp/qolt-x/../../etc/passwd"),
+             "refused /tmp/qolt-x/../../etc/passwd: not a file"),
+            (job.message, f"{job.path('.ini')}): No such file or directory (2)")]:
+        send(job, data)
+        server.wait_for(problem)
+    with connect(job, b"\0\0"):
+        server.wait_for("bad message: not complete after 1 s")
+    assert_served(job, server)
+
+
+def test_nothing_but_plain_files_of_the_account_is_taken(job, server, output):
+    Path(job.path("-foreign")).write_bytes(b"x")
+    put(job, "-target", b"x")
+    os.symlink(job.path("-target"), job.path("-link"))
+    os.link(job.path("-target"), job.path("-twin"))
+    os.mkfifo(job.path("-fifo"))
+    os.mkdir(job.path("-folder"))
+    for suffix in ("-link", "-fifo", "-folder"):
+        own(job, job.path(suffix))
+    good = job.description("PDF", ".in", title="../t")
+    for path, problem in [
+            (job.path("-link"), "open("), (job.path("-twin"), "refused "),
+            (job.path("-fifo"), "refused "), (job.path("-folder"), "refused "),
+            (f"{output}/elsewhere", "refused "),
+            # Root's: either it cannot be opened or it is not our own.
+            (job.path("-foreign"), "")]:
+        put(job, ".ini", good.replace(job.path(".in"), path).encode())
+        send(job, job.message)
+        server.wait_for(problem + path)
+        assert ".ini" in job.files()
+    put(job, ".ini", b"x" * ((1 << 20) + 1))
+    send(job, job.message)
+    server.wait_for("too large")
+    assert contents(output) == {}
+
+
+def test_joined_pages_go_to_a_command_without_a_shell(job, serve, folder, output):
+    calls, program = output / "calls", folder / "a program"
+    program.write_text(f"#!/bin/sh\nprintf '<%s>' \"$@\" >>{calls}\n")
+    program.chmod(0o755)
+    (folder / "program").symlink_to(program)
+    server = serve("--Join", "--Command=program  $HOME;x", env={"PATH": f"{folder}:/usr/bin:/bin"})
+    send_pages(job, PAGE, PAGE, PAGE)
+    server.wait_for("received ")
+    if server.says("built without libqpdf"):
+        pytest.skip("built without libqpdf")
+    document = output / "t-0.pdf"
+    server.wait_for(f"page 3 of 3\nreceived {document}\n")
+    assert_vanish(job)
+    assert eventually(lambda: calls.exists() and calls.read_text() == f"<$HOME;x><{document}>")
+
+    if not os.access("/usr/bin/pdfimages", os.X_OK):
+        pytest.skip("needs pdfimages to look at the pages")
+    info = run(["pdfinfo", document]).out
+    assert "Pages:           3\n" in info and "Page size:       2.27 x 0.57 pts" in info
+    assert run(["pdfimages", document, folder / "picture"]).status == 0
+    for i in range(3):
+        assert (folder / f"picture-00{i}.ppm").read_bytes() == b"P6\n9 2\n255\n" + PIXELS
+
+
+def test_pages_that_cannot_be_joined_are_taken_one_by_one(job, serve, output):
+    server = serve("-Join")
+    send_pages(job, PAGE, PAGE[:50])
+    server.wait_for(f"received {output}/t-0.png\n")
+    server.wait_for(f"received {output}/t-1.zrle\n")
+    server.wait_for("pages not joined: ")
+    assert sorted(contents(output)) == ["t-0.png", "t-1.zrle"]
+
+
+def test_stalled_peers_cost_the_others_nothing(job, serve):
+    server = serve("--timeout=3600")
+    with ExitStack() as peers:
+        for i in range(100):
+            peers.enter_context(connect(job, b"\0\0\0\x20/tmp"[:i % 8]))
+        assert_served(job, server)
+
+
+# The listener's queue keeps who comes meanwhile.
+def test_no_more_is_accepted_near_the_descriptor_limit(job, serve):
+    server = serve("--timeout=1", before=limit(RLIMIT_NOFILE, 64))
+    count = descriptors(server)
+    with ExitStack() as peers:
+        for _ in range(80):
+            peers.enter_context(connect(job))
+        assert job.run("PDF", input=b"one").status == 0
+        assert descriptors(server) <= 40
+        server.wait_for("received ")
+        assert eventually(lambda: descriptors(server) == count)
+    server.signal(SIGTERM)
+    # None was refused for want of a descriptor.
+    assert "Too many open files" not in server.wait().err
+
+
+def test_thousands_of_connections_leave_nothing_behind(job, serve):
+    server = serve("Log=")
+    count = descriptors(server)
+    for i in range(3000):
+        send(job, job.message[:i % (len(job.message) + 1)])
+    assert eventually(lambda: descriptors(server) == count)
+    assert_served(job, server)
+
+
+def test_jobs_announced_before_the_end_are_taken(job, server, output):
+    send_pages(job, *[PAGE] * 200)
+    server.wait_for("received ")
+    server.signal(SIGTERM)
+    result = server.wait()
+    assert result.status == 0 and f"received {output}/t-199.png" in result.out
+    assert job.files() == []
+
+
+def test_log_file_has_earlier_messages_and_the_days_that_it_keeps(job, serve, output):
+    logs, today = output / "logs", date.today()
+    logs.mkdir()
+    own(job, logs)
+
+    def archive(days):
+        return logs / f"r.log.{today - timedelta(days)}"
+    file, notes = logs / "r.log", logs / "r.log.notes"
+    for path in (file, notes, *map(archive, (2, 3, 4, 400))):
+        path.write_text("old\n")
+        own(job, path)
+    yesterday = datetime.combine(today - timedelta(1), time(12)).timestamp()
+    os.utime(file, (yesterday, yesterday))
+
+    # The specification comes before the parameters of the file.
+    server = serve("--Log=*:file:100,Server:stderr:0", "-LogDir", logs, "-LogFile=r.log",
+                   "LogKeepDays=3")
+    send(job, message(b"/etc/passwd"))
+    assert eventually(lambda: "refused" in file.read_text())
+    server.signal(SIGTERM)
+    assert server.wait().err == ""
+    text = file.read_text()
+    for line in (
+            r"^[-\d]{10}T[:\d]{8}\.\d{3}[-+]\d\d:\d\d 100 ConfigParameter: ",
+            r" 30 Configuration: LogFile=r\.log \(Preference\)$",
+            r" 100 LogDestMem: Start replaying stored messages$",
+            r" 0 JobWorker: refused /etc/passwd: not a file of a job$"):
+        assert re.search(line, text, re.MULTILINE), f"{line} in\n{text}"
+    assert archive(1).read_text() == "old\n"
+    assert set(logs.iterdir()) == {file, notes, *map(archive, (1, 2, 3))}
+    assert file.stat().st_mode & 0o7777 == 0o600
+
+
+def test_log_file_that_cannot_be_written_is_told_once(job, serve):
+    server = serve("--Log=*:file:100", "--LogDir=/dev/full")
+    assert_served(job, server)
+    server.signal(SIGTERM)
+    assert re.fullmatch("qolt-receiver: no more logging to file: .*\n", server.wait().err)
+
+
+@pytest.mark.parametrize("words, text", [
+    (["-help"],
+     "  Timeout        - Seconds within which a connection must announce its job.\n"),
+    (["-Locale", "de", "--HELP"], "  Join           - Die Seiten eines Auftrags zu einem"),
+    (["-help", "all"], "  LazyFlushTimeout - "),
+])
+def test_help_lists_the_parameters_in_the_language_asked_for(words, text):
+    result = run([RECEIVER, *words])
+    assert result.status == 0 and text in result.out
+    assert max(map(len, result.out.splitlines())) < 80
+
+
+@pytest.mark.parametrize("arguments, message", [
+    (["--name=a/b"], 'a "/" in the endpoint name "a/b"'),
+    (["--output=/nonexistent"], "realpath(/nonexistent): No such file or directory (2)"),
+    (["--timeout=0"], "Bad argument '--timeout=0'."),
+    (["--other"], "Bad argument '--other'."),
+    (["-Locale=es_ES", "-Bogus"], "Argumento"),
+])
+def test_bad_argument_is_refused(account, arguments, message):
+    result = run([RECEIVER, *arguments], account=account)
+    assert result.status == 1 and result.err.startswith(f"qolt-receiver: {message}")
