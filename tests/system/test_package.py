@@ -1,0 +1,191 @@
+"""The Debian package: what it holds, and that it comes, prints and goes."""
+
+import os
+import pwd
+import re
+import shutil
+import tempfile
+from contextlib import ExitStack
+from pathlib import Path
+
+import pytest
+import scheduler
+from programs import BUILD, SOURCE, eventually, run
+from throwaway_root import ThrowAwayRoot
+
+
+def succeed(result):
+    assert result.status == 0, result
+    return result.out
+
+
+@pytest.fixture(scope="module")
+def packages():
+    """The package, and the same with an earlier version."""
+    for program in ("cpack", "dpkg", "dpkg-shlibdeps"):
+        if not shutil.which(program):
+            pytest.skip(f"needs {program}")
+    with tempfile.TemporaryDirectory(prefix="qolt_test.", dir="/tmp") as folder:
+        # Compressed faster than what is handed out.
+        succeed(run(["cpack", "--config", BUILD / "CPackConfig.cmake", "-D",
+                     "CPACK_DEBIAN_COMPRESSION_TYPE=gzip", "-B", folder]))
+        package, = Path(folder).glob("*.deb")
+        earlier = Path(folder) / "earlier.deb"
+        succeed(run(["dpkg-deb", "-R", package, f"{folder}/earlier"]))
+        control = Path(folder) / "earlier/DEBIAN/control"
+        control.write_text(re.sub("\nVersion: .*", "\nVersion: 0~earlier", control.read_text()))
+        succeed(run(["dpkg-deb", "-Znone", "-b", f"{folder}/earlier", earlier]))
+        yield package, earlier
+
+
+MODES = {
+    "./usr/bin/qolt-pagefile": "-rwxr-xr-x",
+    "./usr/bin/qolt-receiver": "-rwxr-xr-x",
+    "./usr/lib/cups/backend/qolt": "-rwx------",
+    **dict.fromkeys([
+        "./usr/lib/systemd/user/qolt-receiver.service",
+        "./usr/share/doc/qolt/changelog.gz",
+        "./usr/share/doc/qolt/copyright",
+        "./usr/share/lintian/overrides/qolt",
+        "./usr/share/man/man1/qolt-pagefile.1.gz",
+        "./usr/share/man/man1/qolt-receiver.1.gz",
+        "./usr/share/man/man5/qolt-job.5.gz",
+        "./usr/share/man/man8/qolt.8.gz",
+        "./usr/share/ppd/qolt/qolt-pdf.ppd",
+        "./usr/share/ppd/qolt/qolt-ps.ppd",
+        "./usr/share/ppd/qolt/qolt-raster.ppd"], "-rw-r--r--")}
+
+
+def test_it_holds_what_an_administrator_expects(packages, folder):
+    package, _ = packages
+    found = {}
+    for line in succeed(run(["dpkg-deb", "-c", package])).splitlines():
+        mode, owner, _, _, _, path = line.split(maxsplit=5)
+        assert owner == "root/root", line
+        if path.endswith("/"):
+            assert mode == "drwxr-xr-x", line
+        else:
+            found[path] = mode
+    assert found == MODES
+
+    depends = succeed(run(["dpkg-deb", "-f", package, "Depends"]))
+    for needed in ("cups-daemon", "libcupsimage2", "libc6 (", "libpng16", "zlib1g ("):
+        assert needed in depends
+    # No scripts.
+    succeed(run(["dpkg-deb", "-e", package, folder / "control"]))
+    assert sorted(os.listdir(folder / "control")) == ["control", "md5sums"]
+
+
+@pytest.mark.parametrize("command", [
+    ["lintian", "--allow-root", "--fail-on", "error", "PACKAGE"],
+    ["cupstestppd", "-q", *(BUILD / "ppd").glob("*.ppd")],
+], ids=["lintian", "cupstestppd"])
+def test_checkers_find_no_error(packages, folder, command):
+    if not shutil.which(command[0]):
+        pytest.skip(f"needs {command[0]}")
+    package, _ = packages
+    succeed(run([package if word == "PACKAGE" else word for word in command],
+                env={"TMPDIR": str(folder)}))
+
+
+# Also where nothing better can be had: without a scheduler, and no package but this one.
+def test_it_comes_and_goes_in_a_folder(packages, folder):
+    package, earlier = packages
+    machine, dpkg = folder / "machine", folder / "machine/var/lib/dpkg"
+    for part in ("info", "updates"):
+        (dpkg / part).mkdir(parents=True)
+    (dpkg / "status").touch()
+
+    def files():
+        return sorted(path for path in machine.rglob("*") if dpkg not in path.parents)
+    before = files()
+    for action, what in [("-i", earlier), ("-i", package), ("-r", "qolt"), ("--purge", "qolt")]:
+        succeed(run(["dpkg", f"--root={machine}", "--log=/dev/null", "--force-depends",
+                     "--no-triggers", action, what]))
+        assert (machine / "usr/lib/cups/backend/qolt").exists() == (action == "-i")
+    assert files() == before
+
+
+def documented(start):
+    """The first command in docs/install.md that begins so, without its comment."""
+    text = (SOURCE / "docs/install.md").read_text()
+    return re.search(f"^    ({re.escape(start)}.*?)(  #|$)", text, re.MULTILINE)[1]
+
+
+@pytest.fixture
+def root(folder):
+    (folder / "machine").mkdir()
+    with ExitStack() as stack:
+        try:
+            kept = stack.enter_context(ThrowAwayRoot(folder / "machine"))
+        except AssertionError as problem:
+            pytest.skip(f"needs a root to throw away: {problem}")
+        yield kept
+
+
+# What dpkg and the scheduler write.
+KEPT = ("/var/lib/dpkg/", "/var/log/", "/etc/cups/", "/run/cups", "/var/cache/cups/",
+        "/var/spool/cups/")
+
+
+def test_clean_machine_installs_prints_receives_and_removes(packages, root, real_library):
+    if missing := scheduler.missing():
+        pytest.skip(f"needs {missing}")
+    package, earlier = packages
+    etc, home = Path(root.path("/etc")), Path(root.path("/tmp/home"))
+    try:
+        account = pwd.getpwuid(1000)  # of whom the documented URIs speak
+    except KeyError:
+        account = pwd.struct_passwd(("qolt", "x", 1000, 1000, "", "/tmp/home", "/bin/sh"))
+        with open(etc / "passwd", "a") as file:
+            print(*account, sep=":", file=file)
+    home.mkdir()
+    os.chown(home, account.pw_uid, account.pw_gid)
+    shutil.copy(SOURCE / "packaging/demo/test-page.pdf", home / "letter.pdf")
+    shutil.copy(earlier, root.path("/tmp/earlier.deb"))
+    shutil.copy(package, root.path("/tmp/qolt.deb"))
+    (etc / "cups/cupsd.conf").write_text(
+        "LogLevel debug\nListen /run/cups/cups.sock\nBrowsing No\n"
+        "<Location />\n  Order allow,deny\n</Location>\n")
+    with open(etc / "cups/cups-files.conf", "a") as file:
+        file.write("PassEnv ASAN_OPTIONS\nPassEnv UBSAN_OPTIONS\n")
+
+    def do(line, **how):
+        return succeed(root.shell(line, **how))
+
+    def changes():
+        return [path for path in root.changes() if not path.startswith(KEPT)]
+
+    with root.start("cupsd", "-f"):
+        assert eventually(lambda: "is running" in root.shell("lpstat -r").out)
+        do("lpadmin -p bystander -v socket://127.0.0.1 -m raw -E")
+        before = changes()
+        dpkg = "dpkg --no-triggers --force-unsafe-io"
+        for deb in ("earlier", "qolt"):
+            do(f"{dpkg} -i /tmp/{deb}.deb")
+        assert changes() != before
+        assert "direct qolt:/\n" in do("lpinfo -v")
+        if shutil.which("systemd-analyze"):
+            do("systemd-analyze --user --man=no verify qolt-receiver.service",
+               env={"XDG_RUNTIME_DIR": "/tmp/home"})
+
+        with root.start("sh", "-c", "exec " + documented("qolt-receiver "), account=account,
+                        env={"HOME": "/tmp/home"}) as receiver:
+            receiver.wait_for("listening on /tmp/.qolt-1000/print.printq\n")
+            for queue, format, file, start in [
+                    ("office", "ZRLE", "letter.pdf-0.png", b"\x89PNG"),
+                    ("office-pdf", "PDF", "letter-0.pdf", b"%PDF-"),
+                    ("office-ps", "PS", "letter.pdf-0.ps", b"%!PS-")]:
+                do(documented(f"lpadmin -p {queue} -v qolt:/{format}/"))
+                do("cd /tmp/home && " + documented("lp -d office ").replace("office", queue))
+                receiver.wait_for(f"received /tmp/home/{file}\n")
+                assert (home / file).read_bytes().startswith(start)
+        log = Path(root.path("/var/log/cups/error_log")).read_text(errors="replace")
+        assert "[Job 1] qolt: socket connected successfully" in log
+
+        queues = do("lpstat -v")
+        assert "bystander" in queues
+        do(f"{dpkg} -r qolt")
+        do(f"{dpkg} --purge qolt")
+        assert changes() == before
+        assert do("lpstat -v") == queues
