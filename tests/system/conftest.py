@@ -110,6 +110,12 @@ def real_library():
     return {}
 
 
+@pytest.fixture(params=["stand_in", "real_library"])
+def imaging(request):
+    """One imaging library after the other."""
+    return request.getfixturevalue(request.param)
+
+
 @pytest.fixture
 def new_sample(new_job, folder, stand_in):
     document = folder / "document"

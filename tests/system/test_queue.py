@@ -9,7 +9,7 @@ from contextlib import ExitStack
 import pytest
 from pagefile import PageFile
 from programs import SANITIZED, Job, eventually, peak_memory, private_dir, run
-from raster import random_page, raster_stream
+from raster import assert_page, random_page, raster_pages, raster_stream
 from scheduler import as_is, packaged, with_filter
 
 PPDS = {"PDF": "qolt-pdf.ppd", "PS": "qolt-ps.ppd", "ZRLE": "qolt-raster.ppd"}
@@ -146,7 +146,7 @@ def test_jobs_sent_together_reach_their_accounts_once_and_whole(cups, accounts, 
             assert printed.read(".in") == text
         for queue, _ in commands:
             assert eventually(lambda: not cups.pending(queue))
-        assert [server.receive_at_once() for server in servers] == [None] * len(servers)
+        assert [server.receive_at_once() for server in servers] == [b""] * len(servers)
 
 
 @pytest.mark.parametrize("options, documents, greys", [
@@ -179,6 +179,53 @@ def test_pages_arrive_in_their_order(cups, job, folder, request, format, options
     assert found == greys
 
 
+def text(lines):
+    return "".join(f"line {i} of the document\n" for i in range(lines)).encode()
+
+
+def photo(width, height):
+    """A gradient with noise."""
+    noise = iter(random.Random(1).randbytes(width * height * 3))
+    return f"P6\n{width} {height}\n255\n".encode() + bytes(
+        base + next(noise) % 32 for y in range(height) for x in range(width)
+        for base in (x * 200 // width, y * 200 // height, (x + y) * 200 // (width + height)))
+
+
+A4, LETTER = 9, 1
+
+
+# What CUPS's own filters make of documents, against what they hand to a backend that only stores.
+@pytest.mark.parametrize("names, options, count, paper", [
+    ("text", "PageSize=A4 Resolution=300dpi fit-to-page", 3, A4),
+    ("line", "PageSize=Letter Resolution=600dpi fit-to-page", 1, LETTER),
+    ("photo", "PageSize=Letter Resolution=300dpi fit-to-page", 1, LETTER),
+    ("photo", "PageSize=A4 Resolution=600dpi fit-to-page", 1, A4),
+    ("text photo line", "Resolution=150dpi", 5, A4),
+    ("line", "Resolution=150dpi copies=3", 3, A4),
+    ("line text", "Resolution=150dpi copies=2", 8, A4),
+    ("line", "Resolution=150dpi job-sheets=standard,none", 2, A4),
+])
+def test_raster_pages_arrive_as_cups_delivers_them(cups, job, folder, real_library, names, options,
+                                                   count, paper):
+    cups.add_queue("queue", "ZRLE", packaged("qolt-raster.ppd"), job)
+    makers = {"text": lambda: text(150), "line": lambda: text(1), "photo": lambda: photo(480, 640)}
+    for name in names.split():
+        (folder / name).write_bytes(makers[name]())
+    arguments = ["-t", "A title", *(f"-o{option}" for option in options.split()),
+                 *(folder / name for name in names.split())]
+    with job.listen() as server:
+        printed = cups.print("queue", *arguments)
+        pages = list(raster_pages(cups.stored("queue", *arguments).read_bytes()))
+        assert_announced(server, printed)
+    suffixes = [f"-{i}.zrle" for i in range(count)]
+    assert len(pages) == count
+    assert printed.read(".ini").decode() == printed.description("ZRLE", *suffixes)
+    # A banner comes first and shows the job's number.
+    banners = options.count("job-sheets")
+    for suffix, page in [*zip(suffixes, pages)][banners:]:
+        assert assert_page(printed.path(suffix), page, paper)
+
+
 @pytest.mark.parametrize("title", [
     "Ünïcödé „quoted“ – ½ €",
     "\"double\" 'single' `back` $HOME $(id) \\ ; & | < > * ? ~ #",
@@ -198,7 +245,7 @@ def test_held_job_is_printed_when_it_is_released(cups, job, queue, document):
     with job.listen() as server:
         held = cups.print(queue, "-H", "hold", document)
         assert_announced(server, cups.print(queue, document))
-        assert server.receive_at_once() is None and held.files() == []
+        assert server.receive_at_once() == b"" and held.files() == []
         cups.manage("lp", "-i", held.id, "-H", "resume")
         assert_announced(server, held)
     assert held.read(".in") == document.read_bytes()
@@ -223,7 +270,7 @@ def test_failing_job_follows_the_error_policy_of_its_queue(
         jobs = [cups.print("queue", document)] + [failing] * is_kept
         assert_announced(server, *jobs)
         assert eventually(lambda: not cups.pending("queue"))
-        assert server.receive_at_once() is None
+        assert server.receive_at_once() == b""
     for printed in jobs:
         assert printed.read(".in") == document.read_bytes()
 
@@ -239,7 +286,7 @@ def test_account_without_an_entry_gets_nothing(cups, job, folder, document):
         announced = server.receive_at_once()
     os.rmdir(private_dir(receiving.account))
     assert f"qolt: getpwuid({uid}): account not found\n" in lines
-    assert announced is None and printed.files() == []
+    assert announced == b"" and printed.files() == []
 
 
 def test_cancelled_job_leaves_nothing(cups, job, queue, document):
@@ -286,7 +333,7 @@ def test_job_cancelled_while_it_converts_leaves_its_pages_and_the_next_one_is_pr
         cups.manage("cancel", endless.id)
         printed = print_repeated(3, page)
         assert_announced(server, printed)
-        assert server.receive_at_once() is None
+        assert server.receive_at_once() == b""
     for path in documents_of(printed):
         assert PageFile(path).pixels() == page.pixels()
     assert len(documents_of(printed)) == 3
