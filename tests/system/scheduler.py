@@ -56,7 +56,9 @@ class Scheduler:
                                 f"qolt={backend}", f"store={store}"])
 
     def __enter__(self):
-        assert eventually(lambda: "is running" in self.client("lpstat", "-r").out), self.log()
+        def is_running():
+            return self.environment() and "is running" in self.client("lpstat", "-r").out
+        assert eventually(is_running), self.log()
         return self
 
     def __exit__(self, *how):
