@@ -107,6 +107,9 @@ class Process:
     def _text(file):
         return os.pread(file.fileno(), 1 << 24, 0).decode(errors="surrogateescape")
 
+    def errors(self):
+        return self._text(self.err)
+
     def says(self, text):
         """On standard output or standard error."""
         return text in self._text(self.out) or text in self._text(self.err)
@@ -114,10 +117,13 @@ class Process:
     def wait_for(self, text):
         """Until it says the text."""
         def is_over():
-            has_ended = self.child.poll() is not None
+            has_ended = self.has_ended()
             return self.says(text) or has_ended
         assert eventually(is_over) and self.says(text), \
             f"no {text!r} in {self._text(self.out)}{self._text(self.err)}"
+
+    def has_ended(self):
+        return self.child.poll() is not None
 
     def signal(self, number):
         self.child.send_signal(number)
@@ -136,7 +142,7 @@ class Process:
         return self
 
     def __exit__(self, *_):
-        if self.child.poll() is None:
+        if not self.has_ended():
             self.signal(signal.SIGTERM)
             self.wait()
 
