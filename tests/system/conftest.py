@@ -3,8 +3,8 @@ import fcntl
 import os
 import pwd
 import secrets
+import signal
 import tempfile
-from contextlib import ExitStack
 from pathlib import Path
 
 import pytest
@@ -150,14 +150,18 @@ def output(folder, account):
 @pytest.fixture
 def serve(job, output):
     """Starts a receiver at the job's endpoint; when it returns, jobs can come."""
-    with ExitStack() as receivers:
-        def start(*parameters, output=output, **how):
-            process = Process([RECEIVER, f"--name={job.id}", f"--output={output}", "--timeout=60",
-                               *parameters], account=job.account, **how)
-            receivers.enter_context(process)
-            process.wait_for(f"listening on {job.socket_path}\n")
-            return process
-        yield start
+    receivers = []
+
+    def start(*parameters, output=output, **how):
+        receivers.append(Process([RECEIVER, f"--name={job.id}", f"--output={output}",
+                                  "--timeout=60", *parameters], account=job.account, **how))
+        receivers[-1].wait_for(f"listening on {job.socket_path}\n")
+        return receivers[-1]
+    yield start
+    for receiver in receivers:
+        if receiver.child.poll() is None:
+            receiver.signal(signal.SIGTERM)
+            assert receiver.wait().status == 0
 
 
 @pytest.fixture(scope="session")
