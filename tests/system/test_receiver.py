@@ -7,7 +7,7 @@ from contextlib import ExitStack, nullcontext
 from datetime import date, datetime, time, timedelta
 from pathlib import Path
 from resource import RLIMIT_NOFILE
-from signal import SIGINT, SIGKILL, SIGTERM
+from signal import SIGINT, SIGKILL, SIGPIPE, SIGTERM
 from tempfile import TemporaryDirectory
 
 import pytest
@@ -102,7 +102,9 @@ def test_pages_become_pictures(job, server, output, real_library):
     assert job.run("ZRLE", input=raster_stream(b"RaS3", noise, white)).status == 0
     server.wait_for(f"received {output}/A title-1.png\n")
     for i, page in enumerate((noise, white)):
-        assert png_pixels(output / f"A title-{i}.png") == (page.width, page.height, page.pixels())
+        picture = output / f"A title-{i}.png"
+        assert png_pixels(picture) == (page.width, page.height, page.pixels())
+        assert picture.stat().st_mode & 0o777 == 0o600
     assert_vanish(job)
 
 
@@ -183,8 +185,10 @@ def test_bad_message_is_reported_and_the_next_connection_served(job, serve):
 
 
 def test_nothing_but_plain_files_of_the_account_is_taken(job, server, output):
-    Path(job.path("-foreign")).write_bytes(b"x")
-    put(job, "-target", b"x")
+    for suffix in ("-target", "-foreign", "-long"):
+        put(job, suffix, b"x")
+    os.chown(job.path("-foreign"), 0, 0)
+    os.truncate(job.path("-long"), (1 << 36) + 1)
     os.symlink(job.path("-target"), job.path("-link"))
     os.link(job.path("-target"), job.path("-twin"))
     os.mkfifo(job.path("-fifo"))
@@ -193,14 +197,15 @@ def test_nothing_but_plain_files_of_the_account_is_taken(job, server, output):
         own(job, job.path(suffix))
     good = job.description("PDF", ".in", title="../t")
     for path, problem in [
-            (job.path("-link"), "open("), (job.path("-twin"), "refused "),
-            (job.path("-fifo"), "refused "), (job.path("-folder"), "refused "),
-            (f"{output}/elsewhere", "refused "),
-            # Root's: either it cannot be opened or it is not our own.
-            (job.path("-foreign"), "")]:
+            (job.path("-link"), "open({})"), (job.path("-twin"), "refused {}: it has another name"),
+            (job.path("-fifo"), "refused {}: not a regular file"),
+            (job.path("-folder"), "refused {}: not a regular file"),
+            (job.path("-foreign"), "refused {}: not our own"),
+            (job.path("-long"), "refused {}: too long"),
+            (f"{output}/elsewhere", "refused {}: not a file of a job")]:
         put(job, ".ini", good.replace(job.path(".in"), path).encode())
         send(job, job.message)
-        server.wait_for(problem + path)
+        server.wait_for(problem.format(path))
         assert ".ini" in job.files()
     put(job, ".ini", b"x" * ((1 << 20) + 1))
     send(job, job.message)
@@ -208,12 +213,22 @@ def test_nothing_but_plain_files_of_the_account_is_taken(job, server, output):
     assert contents(output) == {}
 
 
-def test_joined_pages_go_to_a_command_without_a_shell(job, serve, folder, output):
-    calls, program = output / "calls", folder / "a program"
-    program.write_text(f"#!/bin/sh\nprintf '<%s>' \"$@\" >>{calls}\n")
-    program.chmod(0o755)
-    (folder / "program").symlink_to(program)
-    server = serve("--Join", "--Command=program  $HOME;x", env={"PATH": f"{folder}:/usr/bin:/bin"})
+@pytest.fixture
+def command(folder):
+    """Writes a shell script, whose path has a blank, and returns its name in a PATH."""
+    def write(text):
+        script = folder / "a program"
+        script.write_text("#!/bin/sh\n" + text)
+        script.chmod(0o755)
+        (folder / "program").symlink_to(script)
+        return {"PATH": f"{folder}:/usr/bin:/bin"}
+    return write
+
+
+def test_joined_pages_go_to_a_command_without_a_shell(job, serve, folder, output, command):
+    calls = output / "calls"
+    path = command(f"printf '<%s>' \"$@\" >>{calls}\n")
+    server = serve("--Join", "--Command=program  $HOME;x", env=path)
     send_pages(job, PAGE, PAGE, PAGE)
     server.wait_for("received ")
     if server.says("built without libqpdf"):
@@ -230,6 +245,43 @@ def test_joined_pages_go_to_a_command_without_a_shell(job, serve, folder, output
     assert run(["pdfimages", document, folder / "picture"]).status == 0
     for i in range(3):
         assert (folder / f"picture-00{i}.ppm").read_bytes() == b"P6\n9 2\n255\n" + PIXELS
+
+
+@pytest.mark.parametrize("script, problem", [
+    ("exit 3", "program {}: status 3\n"), ("kill -9 $$", "program {}: signal 9\n"),
+    (None, "program: No such file or directory (2)\n")])
+def test_failure_of_a_command_is_told(job, serve, output, command, script, problem):
+    server = serve("--Command=program", env=command(script) if script else {})
+    assert_served(job, server)
+    server.wait_for(problem.format(output / "A title-0.pdf"))
+
+
+def test_no_more_than_eight_commands_run_at_once(job, serve, output, command):
+    hold = output / "hold"
+    hold.touch()
+    path = command(f"while [ -e {hold} ]; do sleep 0.1; done\n")
+    server = serve("--Command=program", env=path)
+    assert job.run("PDF", input=b"%PDF-1.4\n%%EOF\n" * 10).status == 0
+    server.wait_for("A title-9.pdf\n")
+    server.signal(SIGTERM)
+    result = server.wait()
+    hold.unlink()
+    assert re.findall("not run for .*-(.).pdf\n", result.err) == ["8", "9"]
+
+
+def test_command_gets_nothing_of_the_receiver(job, serve, output, command):
+    calls = output / "calls"
+    path = command(f"readlink /proc/$$/fd/* >{calls}.new; grep ^Sig /proc/$$/status >>{calls}.new\n"
+                   f"mv {calls}.new {calls}\n")
+    server = serve("--Command=program", env=path)
+    with connect(job):
+        assert_served(job, server)
+        assert eventually(calls.exists)
+    text = calls.read_text()
+    assert text.startswith("/dev/null\n") and "socket:" not in text and "pipe:" not in text
+    blocked, ignored = (int(re.search(rf"{name}:\t(\w+)", text)[1], 16)
+                        for name in ("SigBlk", "SigIgn"))
+    assert blocked == 0 and not ignored & 1 << (SIGPIPE - 1)
 
 
 def test_pages_that_cannot_be_joined_are_taken_one_by_one(job, serve, output):
