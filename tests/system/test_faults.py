@@ -148,7 +148,8 @@ def subject(new_sample, folder):
 
 class Row(namedtuple("Row", "step kind name target nth effect leftover",
                      defaults=["", 1, "", ""])):
-    """Of the table of faults. Without an effect it is something else than a call that fails."""
+    """Of the table of faults. Without an effect it is something else than a call that fails. The
+    call is the nth of its name with that target; 0: the last."""
 
     def shown(self):
         call = f"`{self.name} {self.target}`".replace(" `", "`")
@@ -216,7 +217,7 @@ ROWS = [Row(*row) for row in [
     ("describe", "raster", "openat", INI, 1, "error=ENOSPC"),
     ("describe", "named", "write", INI, 1, "error=ENOSPC"),
     ("describe", "PDF", "close", INI, 1, "error=EIO"),
-    ("connect", "PDF", "socket", "", 3, "error=EMFILE"),
+    ("connect", "PDF", "socket", "", 0, "error=EMFILE"),
     ("connect", "PDF", "connect", SERVER, 1, "error=ECONNREFUSED"),
     ("connect", "raster", "connect", SERVER, 1, "error=EAGAIN"),
     ("connect", "raster", "fcntl", "socket", 1, "error=EINVAL"),
@@ -251,7 +252,7 @@ def test_every_step_that_fails_has_its_message_and_leaves_what_it_should(subject
 
 
 def try_all(subject, kind, struck):
-    problems = parallel(lambda fault: subject(kind).try_fault(*fault), struck)
+    problems = parallel(lambda fault: subject(kind).try_fault(*fault), faults.some(struck))
     assert "\n\n".join(filter(None, problems)) == "" and len(struck) > 30
 
 

@@ -6,7 +6,6 @@ import stat
 from contextlib import contextmanager, suppress
 from pathlib import Path
 
-import pytest
 from programs import lock, private_dir
 
 # A job and a name that it uses; whether root removes what is there; what has been made before.
