@@ -5,6 +5,7 @@
 
 #include <vector>
 
+#include "apps/common/jobNames.h"
 #include "apps/cups-qolt/CupsPixelBuffer.h"
 #include "apps/cups-qolt/RasterStreams.h"
 #include "apps/cups-qolt/zrle-generator.h"
@@ -26,7 +27,7 @@ struct PageFiles {
   }
   ~PageFiles() {
     for (size_t i = 0; i <= whole.size(); i++) {
-      unlink((prefix + ("-" + std::to_string(i)) + ".zrle").c_str());
+      unlink(job::pagePath(prefix, static_cast<int>(i)).get());
     }
   }
   std::vector<plat::String> whole;

@@ -9,6 +9,7 @@
 #include <new>
 #include <vector>
 
+#include "apps/common/jobNames.h"
 #include "apps/cups-qolt/TempFileSet.h"
 #include "apps/cups-qolt/deviceUri.h"
 #include "apps/cups-qolt/identity.h"
@@ -19,7 +20,6 @@
 #include "base/os/unix/Passwd.h"
 #include "base/os/unix/setuid.h"
 #include "base/plat/Assertion.h"
-#include "base/plat/DString.h"
 #include "base/plat/Exception.h"
 #include "base/plat/unix/OwnedFd.h"
 
@@ -33,12 +33,6 @@ void occupyStandardStreams() {
   }
 }
 
-plat::String withSuffix(const plat::String& prefix, const char* suffix) {
-  plat::DString path(prefix.get());
-  path.append(suffix);
-  return path.release();
-}
-
 // fileName null: the document comes on standard input.
 void printJob(const char* jobId, const char* title, const char* fileName, TempFileSet& tempFiles) {
   plat::OwnedFd inputFile(fileName ? open(fileName, O_RDONLY | O_CLOEXEC) : -1);
@@ -46,7 +40,7 @@ void printJob(const char* jobId, const char* title, const char* fileName, TempFi
     throw plat::SystemExceptionFmt("open(\"%s\", O_RDONLY)", errno, fileName);
   }
   umask(077);
-  plat::String prefix = withSuffix(plat::String("/tmp/qolt-"), jobId);
+  plat::String prefix = job::prefixOf(jobId);
 
   const char* uri = getenv("DEVICE_URI");
   plat::String format, name;
@@ -58,7 +52,8 @@ void printJob(const char* jobId, const char* title, const char* fileName, TempFi
   PLAT_ASSERT_THROW(wantZRLE || format == "PS" || format == "PDF");
   os::Passwd account(false, nullptr, uid);
 
-  plat::String inputPath = withSuffix(prefix, ".in");
+  const plat::String inputPath = job::inputPath(prefix.get());
+  const plat::String descriptionPath = job::descriptionPath(prefix.get());
   const char* sourceFilename = nullptr;
   if (fileName || !wantZRLE) {
     storeInput(fileName ? inputFile.release() : STDIN_FILENO, tempFiles, inputPath.get(), account);
@@ -67,7 +62,8 @@ void printJob(const char* jobId, const char* title, const char* fileName, TempFi
 
   // In /tmp, which is sticky, the account cannot remove what a stranger has put under these
   // names to stop the queue. What root cannot either fails the creation of the file.
-  for (const char* suffix : {".ini", "-0.zrle"}) unlink(withSuffix(prefix, suffix).get());
+  unlink(descriptionPath.get());
+  unlink(job::pagePath(prefix.get(), 0).get());
   os::dropPrivileges(account);
   reportIdentity();
 
@@ -80,7 +76,6 @@ void printJob(const char* jobId, const char* title, const char* fileName, TempFi
   }
 
   tempFiles.insert(documents);
-  plat::String descriptionPath = withSuffix(prefix, ".ini");
   plat::String description = describeJob(title, getenv("PRINTER"), format.get(), documents);
   writeDescription(tempFiles, descriptionPath.get(), description.get());
 

@@ -4,11 +4,12 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <utility>
 
+#include "apps/common/jobNames.h"
 #include "apps/cups-qolt/CupsPixelBuffer.h"
 #include "apps/cups-qolt/RasterStreams.h"
 #include "apps/cups-qolt/jobFiles.h"
-#include "base/plat/DString.h"
 #include "base/plat/Exception.h"
 #include "base/plat/unix/OwnedFd.h"
 #include "base/rdr/FileOutStream.h"
@@ -82,9 +83,8 @@ void generateZrlePages(const char* fileName, const char* prefix, std::vector<pla
                                     fileName ? fileName : "[stdin]");
   cupsraster::CupsPixelBuffer page(streams.open(), &streams);
   for (int index = 0; page.nextPage(); ++index) {
-    plat::DString path;
-    path.appendFormat("%s-%d.zrle", prefix, index);
+    plat::String path = job::pagePath(prefix, index);
     writePageFile(path.get(), page);
-    files.emplace_back(path.get());
+    files.push_back(std::move(path));
   }
 }

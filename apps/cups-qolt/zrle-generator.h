@@ -11,7 +11,7 @@ namespace rfb {
 class PixelBuffer;
 }
 
-// Turns every page of a CUPS raster document into a page file "<prefix>-<n>.zrle" of the
+// Turns every page of a CUPS raster document into a page file job::pagePath() of the
 // account that this process runs as, and appends their paths to `files` in page order.
 // A null or empty fileName is standard input. The document ends at a page of another
 // format than 8-bit RGB, which is no error. Throws plat::Exception; page files stay then,

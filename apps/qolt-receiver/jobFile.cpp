@@ -4,27 +4,22 @@
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <cstring>
 
+#include "apps/common/jobNames.h"
 #include "base/plat/Exception.h"
-#include "base/plat/String.h"
 #include "base/plat/unix/OwnedFd.h"
 
 namespace receiver {
 
 namespace {
 
-constexpr char prefix[] = "/tmp/qolt-";
 // More than any printer takes; a sparse file could claim to be longer.
 constexpr off_t maxSize = off_t{1} << 36;
 
 }  // namespace
 
 plat::FilePtr openJobFile(const char* path) {
-  // Without a further slash no part of the name can lead elsewhere.
-  if (!plat::startsWith(path, prefix) || strchr(path + strlen(prefix), '/')) {
-    throw plat::ExceptionFmt("refused %s: not a file of a job", path);
-  }
+  if (!job::isJobFile(path)) throw plat::ExceptionFmt("refused %s: not a file of a job", path);
   plat::OwnedFd fd(open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   if (fd.get() < 0) throw plat::SystemExceptionFmt("open(%s)", errno, path);
   struct stat status;

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "apps/common/jobNames.h"
 #include "base/rdr/FileInStream.h"
 #include "libs/pagefile/PageFileReader.h"
 #include "tests/support/ScratchFolder.h"
@@ -77,7 +78,7 @@ class ZrleGeneratorTest : public testing::TestWithParam<CupsImage> {
   }
 
   PageFile pageFile(size_t index) const {
-    return PageFile(folder / "job-" + std::to_string(index) + ".zrle");
+    return PageFile(job::pagePath((folder / "job").c_str(), static_cast<int>(index)).get());
   }
 
   test::ScratchFolder folder;

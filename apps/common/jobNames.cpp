@@ -1,0 +1,61 @@
+#include "apps/common/jobNames.h"
+
+#include <sys/stat.h>
+
+#include <cstring>
+
+#include "base/os/unix/DirEnum.h"
+#include "base/plat/DString.h"
+
+namespace job {
+
+namespace {
+
+constexpr char folder[] = "/tmp/";
+constexpr char start[] = "/tmp/qolt-";
+
+plat::String joined(const char* front, const char* back) {
+  plat::DString path(front);
+  path.append(back);
+  return path.release();
+}
+
+}  // namespace
+
+plat::String prefixOf(const char* jobId) {
+  return joined(start, jobId);
+}
+
+plat::String inputPath(const char* prefix) {
+  return joined(prefix, ".in");
+}
+
+plat::String descriptionPath(const char* prefix) {
+  return joined(prefix, ".ini");
+}
+
+plat::String pagePath(const char* prefix, int page) {
+  plat::DString path;
+  path.appendFormat("%s-%d.zrle", prefix, page);
+  return path.release();
+}
+
+bool isJobFile(const char* path) {
+  return plat::startsWith(path, start) && !strchr(path + strlen(start), '/');
+}
+
+std::vector<plat::String> filesOf(uid_t account) {
+  std::vector<plat::String> files;
+  os::DirEnum entries(folder);
+  while (const char* name = entries.next()) {
+    plat::String path = joined(folder, name);
+    struct stat status;
+    if (isJobFile(path.get()) && lstat(path.get(), &status) == 0 && S_ISREG(status.st_mode) &&
+        status.st_uid == account) {
+      files.push_back(std::move(path));
+    }
+  }
+  return files;
+}
+
+}  // namespace job
