@@ -12,7 +12,7 @@ static void checkRoundTrip(const std::string& title, const std::string& queue,
                            const std::vector<plat::String>& documents) {
   const plat::String text = describeJob(title.c_str(), queue.c_str(), "ZRLE", documents);
   const DescriptionFile read = DescriptionFile::parse(text.get());
-  PLAT_ASSERT(read.title == title && read.format == "ZRLE");
+  PLAT_ASSERT(read.title == title && !strcmp(read.format->name, "ZRLE"));
   PLAT_ASSERT(read.documents.size() == documents.size());
   for (size_t i = 0; i < documents.size(); i++) {
     PLAT_ASSERT(documents[i] == read.documents[i].c_str());
@@ -24,8 +24,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   fuzz::isRefused([&] {
     const DescriptionFile read = DescriptionFile::parse(text);
     // What was read, written again, is the text but for the name of the queue.
-    std::string tail =
-        "[" + read.format + "]\nCount=" + std::to_string(read.documents.size()) + "\n";
+    std::string tail = std::string("[") + read.format->name +
+                       "]\nCount=" + std::to_string(read.documents.size()) + "\n";
     for (size_t i = 0; i < read.documents.size(); i++) {
       tail += "File" + std::to_string(i) + "=" + read.documents[i] + "\n";
     }

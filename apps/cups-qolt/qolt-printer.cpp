@@ -9,6 +9,7 @@
 #include <new>
 #include <vector>
 
+#include "apps/common/jobFormat.h"
 #include "apps/common/jobNames.h"
 #include "apps/cups-qolt/TempFileSet.h"
 #include "apps/cups-qolt/deviceUri.h"
@@ -43,19 +44,24 @@ void printJob(const char* jobId, const char* title, const char* fileName, TempFi
   plat::String prefix = job::prefixOf(jobId);
 
   const char* uri = getenv("DEVICE_URI");
-  plat::String format, name;
+  plat::String formatName, name;
   uint32_t uid;
-  if (!parseDeviceUri(uri, &format, &uid, &name)) {
+  if (!parseDeviceUri(uri, &formatName, &uid, &name)) {
     throw plat::ExceptionFmt("invalid device-uri '%s'", uri ? uri : "(null)");
   }
-  bool wantZRLE = format == "ZRLE";
-  PLAT_ASSERT_THROW(wantZRLE || format == "PS" || format == "PDF");
+  const job::Format* format = job::findFormat(formatName.get());
+  if (!format) {
+    // Whatever formats there are: the text is known to others.
+    throw plat::AssertionFail("wantZRLE || format == \"PS\" || format == \"PDF\"", __FILE__,
+                              __LINE__);
+  }
+  const bool hasPages = format->kind == job::DocumentKind::pages;
   os::Passwd account(false, nullptr, uid);
 
   const plat::String inputPath = job::inputPath(prefix.get());
   const plat::String descriptionPath = job::descriptionPath(prefix.get());
   const char* sourceFilename = nullptr;
-  if (fileName || !wantZRLE) {
+  if (fileName || !hasPages) {
     storeInput(fileName ? inputFile.release() : STDIN_FILENO, tempFiles, inputPath.get(), account);
     sourceFilename = inputPath.get();
   }
@@ -68,7 +74,7 @@ void printJob(const char* jobId, const char* title, const char* fileName, TempFi
   reportIdentity();
 
   std::vector<plat::String> documents;
-  if (wantZRLE) {
+  if (hasPages) {
     generateZrlePages(sourceFilename, prefix.get(), documents);
   } else {
     PLAT_ASSERT(sourceFilename);
@@ -76,7 +82,7 @@ void printJob(const char* jobId, const char* title, const char* fileName, TempFi
   }
 
   tempFiles.insert(documents);
-  plat::String description = describeJob(title, getenv("PRINTER"), format.get(), documents);
+  plat::String description = describeJob(title, getenv("PRINTER"), format->name, documents);
   writeDescription(tempFiles, descriptionPath.get(), description.get());
 
   notifyServer(uid, name.get(), descriptionPath.get(), documents, tempFiles);

@@ -61,11 +61,11 @@ DescriptionFile DescriptionFile::parse(std::string_view text) {
     result.documents.push_back(
         behind("File" + std::to_string(i) + "=", files[files.size() - 1 - i]));
   }
-  result.format = behind("[", lines.next());
-  if (result.format.empty() || result.format.back() != ']') {
+  std::string format = behind("[", lines.next());
+  if (format.empty() || format.back() != ']') {
     throw plat::Exception("bad description: no \"]\"");
   }
-  result.format.pop_back();
+  format.pop_back();
   behind("DeviceName=", lines.next());
   expect("[Device]", lines.next());
 
@@ -73,6 +73,10 @@ DescriptionFile DescriptionFile::parse(std::string_view text) {
   if (head.empty()) throw plat::Exception("bad description: no \"Name\"");
   head.pop_back();
   result.title = head;
+  result.format = job::findFormat(format.c_str());
+  if (!result.format) {
+    throw plat::ExceptionFmt("unknown document format \"%s\"", format.c_str());
+  }
   return result;
 }
 

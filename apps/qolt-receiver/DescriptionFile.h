@@ -4,6 +4,8 @@
 #include <string_view>
 #include <vector>
 
+#include "apps/common/jobFormat.h"
+
 namespace receiver {
 
 constexpr int maxDescriptionSize = 1 << 20;  // bytes
@@ -16,7 +18,7 @@ constexpr size_t maxDocuments = 10000;
 // lines like those that follow it.
 struct DescriptionFile {
   std::string title;
-  std::string format;
+  const job::Format* format;  // never null
   std::vector<std::string> documents;  // paths, as they stand
 
   // Throws plat::Exception.

@@ -18,15 +18,6 @@ static const plat::LogSrc::Listed listed(log);
 
 namespace {
 
-constexpr char pageFormat[] = "ZRLE";
-
-const char* extensionOf(const std::string& format) {
-  if (format == "PDF") return "pdf";
-  if (format == "PS") return "ps";
-  if (format == pageFormat) return "zrle";
-  throw plat::ExceptionFmt("unknown document format \"%s\"", format.c_str());
-}
-
 DescriptionFile readDescription(const char* path) {
   plat::MBuf<unsigned char> text = openJobFile(path).readAll(maxDescriptionSize);
   return DescriptionFile::parse(
@@ -39,12 +30,11 @@ JobTaker::JobTaker(const char* outputPath, bool join) : output(outputPath), isJo
 
 void JobTaker::take(const char* descriptionPath, const DocumentStored& documentStored) {
   const DescriptionFile job = readDescription(descriptionPath);
-  extensionOf(job.format);
   auto tell = [&](const std::string& place) {
     printf("received %s\n", place.c_str());
     documentStored(place);
   };
-  const bool hasPages = job.format == pageFormat;
+  const bool hasPages = job.format->kind == job::DocumentKind::pages;
   std::string joined;
   if (isJoining && hasPages && !job.documents.empty()) joined = takeJoined(job);
   if (!joined.empty()) {
@@ -63,7 +53,7 @@ void JobTaker::take(const char* descriptionPath, const DocumentStored& documentS
 
 std::string JobTaker::takePage(const DescriptionFile& job, size_t index) {
   const char* path = job.documents[index].c_str();
-  const char* extension = extensionOf(pageFormat);
+  const char* extension = job.format->suffix;
   const std::string stem = documentStem(job.title, extension, index);
   plat::FilePtr file = openJobFile(path);
   try {
@@ -79,11 +69,11 @@ std::string JobTaker::takePage(const DescriptionFile& job, size_t index) {
 
 void JobTaker::takeDocument(const DescriptionFile& job, size_t index, const DocumentStored& tell) {
   const char* path = job.documents[index].c_str();
-  const char* extension = extensionOf(job.format);
+  const char* extension = job.format->suffix;
   plat::FilePtr file = openJobFile(path);
   const int fd = fileno(file.get());
   std::vector<off_t> ends;
-  if (job.format == "PDF") ends = pdfDocumentEnds(fd);
+  if (job.format->kind == job::DocumentKind::pdf) ends = pdfDocumentEnds(fd);
   if (ends.size() < 2) {
     tell(output.moveIn(path, fd, documentStem(job.title, extension, index), extension));
     return;

@@ -16,7 +16,7 @@ TEST(DescriptionFile, readsWhatTheBackendWrites) {
       "[Document]\nName=A title\n[Device]\nDeviceName=queue\n[PDF]\nCount=2\n"
       "File0=/tmp/qolt-1.in\nFile1=/tmp/qolt-2.in\n");
   EXPECT_EQ(job.title, "A title");
-  EXPECT_EQ(job.format, "PDF");
+  EXPECT_STREQ(job.format->name, "PDF");
   EXPECT_EQ(job.documents, (std::vector<std::string>{"/tmp/qolt-1.in", "/tmp/qolt-2.in"}));
 }
 
@@ -26,7 +26,7 @@ TEST(DescriptionFile, titleWithLineFeedsCannotPassForTheRest) {
   DescriptionFile job = DescriptionFile::parse("[Document]\nName=" + title +
                                                "\n[Device]\nDeviceName=q\n[PDF]\nCount=0\n");
   EXPECT_EQ(job.title, title);
-  EXPECT_EQ(job.format, "PDF");
+  EXPECT_STREQ(job.format->name, "PDF");
   EXPECT_TRUE(job.documents.empty());
 }
 
@@ -41,10 +41,11 @@ TEST(DescriptionFile, anyDamageIsRefused) {
   const struct {
     const char *from, *to;
   } changes[] = {
-      {"Count=2", "Count=1"}, {"Count=2", "Count=+2"},     {"Count=2", "Count=99999999999"},
-      {"File1", "File0"},     {"File0", "File00"},         {"[PDF]", "PDF"},
-      {"[PDF]", "[PDF"},      {"[Device]", "[Device] "},   {"DeviceName", "Device"},
-      {"Name=t", "Title=t"},  {"[Document]", "[Documen]"}, {"\nName", "\n\nName"}};
+      {"Count=2", "Count=1"},   {"Count=2", "Count=+2"}, {"Count=2", "Count=99999999999"},
+      {"File1", "File0"},       {"File0", "File00"},     {"[PDF]", "PDF"},
+      {"[PDF]", "[PDF"},        {"[PDF]", "[pdf]"},      {"[Device]", "[Device] "},
+      {"DeviceName", "Device"}, {"Name=t", "Title=t"},   {"[Document]", "[Documen]"},
+      {"\nName", "\n\nName"}};
   for (const auto& change : changes) {
     SCOPED_TRACE(change.to);
     std::string bad = good;
