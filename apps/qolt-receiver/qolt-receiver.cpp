@@ -10,6 +10,7 @@
 #include "apps/qolt-receiver/LogChannel.h"
 #include "apps/qolt-receiver/Server.h"
 #include "apps/qolt-receiver/Signals.h"
+#include "apps/qolt-receiver/texts.h"
 #include "base/io/unix/SelectManager.h"
 #include "base/os/AppInfo.h"
 #include "base/plat/ConfigParameter.h"
@@ -66,6 +67,7 @@ void serve() {
 
 int main(int argc, char** argv) {
   os::AppInfo::set("print", "Quenfor", "qolt", nullptr, nullptr);
+  receiver::addTexts();
   setvbuf(stdout, nullptr, _IOLBF, 0);
   try {
     plat::Configuration& parameters = plat::Configuration::global();

@@ -3,11 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <map>
 #include <set>
 #include <string>
 
 #include "base/plat/utf8.h"
+#include "tests/support/ScratchFolder.h"
 
 namespace {
 
@@ -27,6 +29,20 @@ std::multiset<std::string> directivesOf(const std::string& text) {
     at = letter + 1;
   }
   return directives;
+}
+
+std::string sourcesWithoutCatalogues() {
+  std::string text;
+  for (const char* folder : {"/base", "/libs", "/apps"}) {
+    for (const auto& entry :
+         std::filesystem::recursive_directory_iterator(QOLT_SOURCE_DIR + std::string(folder))) {
+      const std::string path = entry.path();
+      if (path.ends_with(".cpp") && path.find("/catalogues/") == path.npos) {
+        text += test::readFile(path);
+      }
+    }
+  }
+  return text;
 }
 
 }  // namespace
@@ -49,4 +65,22 @@ TEST(catalogues, everyLocaleHasEveryKeyWithTheDirectivesOfTheEnglishText) {
     }
   }
   EXPECT_EQ(locales, (std::set<std::string>{"de", "en", "es", "fr", "pt"}));
+}
+
+TEST(catalogues, everyKeyIsUsed) {
+  // Sizes, rates, periods and usage texts, for the other programs on the base library.
+  const std::string others[] = {"loc_byterate_",    "loc_bytesize_",
+                                "loc_period_",      "loc_time_",
+                                "loc_timedate_",    "loc_timezone_",
+                                "plat_usage_",      "plat_configuration_option_usage_",
+                                "plat_missing_",    "plat_press_return_to_continue",
+                                "plat_string_too_", "plat_this_program_not_directly"};
+  const std::string sources = sourcesWithoutCatalogues();
+  for (const auto& [key, text] : textsOf(loc::compiledCatalogues()[0])) {
+    const bool used = sources.find('"' + key + '"') != sources.npos;
+    const bool forOthers =
+        std::any_of(std::begin(others), std::end(others),
+                    [&](const std::string& start) { return key.starts_with(start); });
+    EXPECT_NE(used, forOthers) << key;
+  }
 }

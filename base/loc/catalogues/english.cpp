@@ -64,17 +64,6 @@ std::span<const CatalogueEntry> englishTexts() {
       {"io_error_endpoint_bracket", "Invalid endpoint: unmatched \"[\" in host"},
       {"io_error_endpoint_empty", "Invalid endpoint: empty host and/or port"},
       {"io_error_endpoint_general", "Invalid endpoint"},
-      {"io_error_tcp_timedout", "Connection timed out"},
-
-      {"receiver_param_name", "Name of the endpoint at which jobs are announced."},
-      {"receiver_param_output",
-       "Directory in which to store received documents; pages become PNG pictures."},
-      {"receiver_param_timeout", "Seconds within which a connection must announce its job."},
-      {"receiver_param_join", "Join the pages of a job into one PDF document."},
-      {"receiver_param_command",
-       "Command to run with each received document as its last argument, without a shell."},
-      {"receiver_param_log_server",
-       "Socket of the server that collects log output directed to ipc."},
   };
   return texts;
 }

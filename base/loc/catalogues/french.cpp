@@ -74,19 +74,6 @@ std::span<const CatalogueEntry> frenchTexts() {
        "Point de terminaison non valide\u00a0: «\u00a0[\u00a0» non refermé dans l’hôte"},
       {"io_error_endpoint_empty", "Point de terminaison non valide\u00a0: hôte ou port manquant"},
       {"io_error_endpoint_general", "Point de terminaison non valide"},
-      {"io_error_tcp_timedout", "Le délai de connexion a expiré"},
-
-      {"receiver_param_name", "Nom du point de terminaison auquel les travaux sont annoncés."},
-      {"receiver_param_output",
-       "Répertoire dans lequel enregistrer les documents reçus\u00a0; les pages deviennent des "
-       "images PNG."},
-      {"receiver_param_timeout",
-       "Délai, en secondes, dans lequel une connexion doit annoncer son travail."},
-      {"receiver_param_join", "Réunir les pages d’un travail en un seul document PDF."},
-      {"receiver_param_command",
-       "Commande à exécuter sans interpréteur, avec chaque document reçu comme dernier argument."},
-      {"receiver_param_log_server",
-       "Socket du serveur qui collecte la sortie du journal dirigée vers ipc."},
   };
   return texts;
 }

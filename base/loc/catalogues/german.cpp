@@ -68,19 +68,6 @@ std::span<const CatalogueEntry> germanTexts() {
        "Ungültiger Endpunkt: „[“ im Hostnamen ohne schließende Klammer"},
       {"io_error_endpoint_empty", "Ungültiger Endpunkt: Host und/oder Port fehlt"},
       {"io_error_endpoint_general", "Ungültiger Endpunkt"},
-      {"io_error_tcp_timedout", "Zeitüberschreitung bei der Verbindung"},
-
-      {"receiver_param_name", "Name des Endpunkts, an dem Druckaufträge angekündigt werden."},
-      {"receiver_param_output",
-       "Verzeichnis, in dem empfangene Dokumente abgelegt werden; Seiten werden zu PNG-Bildern."},
-      {"receiver_param_timeout",
-       "Sekunden, innerhalb derer eine Verbindung ihren Auftrag ankündigen muss."},
-      {"receiver_param_join", "Die Seiten eines Auftrags zu einem PDF-Dokument zusammenfügen."},
-      {"receiver_param_command",
-       "Befehl, der für jedes empfangene Dokument ohne Shell ausgeführt wird, mit dem Dokument als "
-       "letztem Argument."},
-      {"receiver_param_log_server",
-       "Socket des Servers, der die nach ipc geleiteten Protokollausgaben sammelt."},
   };
   return texts;
 }

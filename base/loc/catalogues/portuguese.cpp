@@ -68,18 +68,6 @@ std::span<const CatalogueEntry> portugueseTexts() {
       {"io_error_endpoint_bracket", "Ponto de extremidade inválido: “[” sem fechamento no host"},
       {"io_error_endpoint_empty", "Ponto de extremidade inválido: host e/ou porta ausentes"},
       {"io_error_endpoint_general", "Ponto de extremidade inválido"},
-      {"io_error_tcp_timedout", "O tempo limite da conexão se esgotou"},
-
-      {"receiver_param_name", "Nome do ponto de extremidade em que os trabalhos são anunciados."},
-      {"receiver_param_output",
-       "Diretório no qual armazenar os documentos recebidos; as páginas se tornam imagens PNG."},
-      {"receiver_param_timeout", "Segundos que uma conexão tem para anunciar seu trabalho."},
-      {"receiver_param_join", "Reunir as páginas de um trabalho em um único documento PDF."},
-      {"receiver_param_command",
-       "Comando a executar, sem interpretador de comandos, com cada documento recebido como último "
-       "argumento."},
-      {"receiver_param_log_server",
-       "Socket do servidor que coleta a saída de log direcionada para ipc."},
   };
   return texts;
 }

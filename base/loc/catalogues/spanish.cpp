@@ -72,20 +72,6 @@ std::span<const CatalogueEntry> spanishTexts() {
       {"io_error_endpoint_bracket", "Punto de conexión no válido: «[» sin cerrar en el host"},
       {"io_error_endpoint_empty", "Punto de conexión no válido: falta el host o el puerto"},
       {"io_error_endpoint_general", "Punto de conexión no válido"},
-      {"io_error_tcp_timedout", "Se agotó el tiempo de espera de la conexión"},
-
-      {"receiver_param_name", "Nombre del punto de conexión en el que se anuncian los trabajos."},
-      {"receiver_param_output",
-       "Directorio en el que se guardan los documentos recibidos; las páginas se convierten en "
-       "imágenes PNG."},
-      {"receiver_param_timeout",
-       "Segundos de los que dispone una conexión para anunciar su trabajo."},
-      {"receiver_param_join", "Unir las páginas de un trabajo en un solo documento PDF."},
-      {"receiver_param_command",
-       "Comando que se ejecuta, sin intérprete de comandos, con cada documento recibido como "
-       "último argumento."},
-      {"receiver_param_log_server",
-       "Socket del servidor que recopila la salida del registro dirigida a ipc."},
   };
   return texts;
 }
