@@ -5,7 +5,6 @@
 #include "apps/common/writePng.h"
 #include "apps/qolt-receiver/DescriptionFile.h"
 #include "apps/qolt-receiver/jobFile.h"
-#include "apps/qolt-receiver/joinPages.h"
 #include "apps/qolt-receiver/pdfDocuments.h"
 #include "base/plat/Exception.h"
 #include "base/plat/LogSrc.h"
@@ -26,7 +25,8 @@ DescriptionFile readDescription(const char* path) {
 
 }  // namespace
 
-JobTaker::JobTaker(const char* outputPath, bool join) : output(outputPath), isJoining(join) {}
+JobTaker::JobTaker(const char* outputPath, JoinPages newJoinPages)
+    : output(outputPath), joinPages(newJoinPages) {}
 
 void JobTaker::take(const char* descriptionPath, const DocumentStored& documentStored) {
   const DescriptionFile job = readDescription(descriptionPath);
@@ -36,7 +36,7 @@ void JobTaker::take(const char* descriptionPath, const DocumentStored& documentS
   };
   const bool hasPages = job.format->kind == job::DocumentKind::pages;
   std::string joined;
-  if (isJoining && hasPages && !job.documents.empty()) joined = takeJoined(job);
+  if (joinPages && hasPages && !job.documents.empty()) joined = takeJoined(job);
   if (!joined.empty()) {
     tell(joined);
   } else {

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstdio>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "apps/qolt-receiver/OutputFolder.h"
 
@@ -17,7 +19,11 @@ class JobTaker {
  public:
   using DocumentStored = std::function<void(const std::string& path)>;
 
-  JobTaker(const char* outputPath, bool join);
+  // Writes page files as one document; throws plat::Exception when a page is broken or empty.
+  using JoinPages = void (*)(const std::vector<std::string>& pages, FILE* document);
+
+  // A null newJoinPages: pages are not joined.
+  JobTaker(const char* outputPath, JoinPages newJoinPages);
 
   // Tells every stored document on standard output and to the callback. When one cannot be
   // taken this throws plat::Exception, and the rest of the job's files stay where they are.
@@ -29,7 +35,7 @@ class JobTaker {
   void takeDocument(const DescriptionFile& job, size_t index, const DocumentStored& tell);
 
   OutputFolder output;
-  bool isJoining;
+  JoinPages joinPages;
 };
 
 }  // namespace receiver

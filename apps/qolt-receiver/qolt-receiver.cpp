@@ -10,6 +10,7 @@
 #include "apps/qolt-receiver/LogChannel.h"
 #include "apps/qolt-receiver/Server.h"
 #include "apps/qolt-receiver/Signals.h"
+#include "apps/qolt-receiver/joinPages.h"
 #include "apps/qolt-receiver/texts.h"
 #include "base/io/unix/SelectManager.h"
 #include "base/os/AppInfo.h"
@@ -30,8 +31,7 @@ plat::StringParameter name("Name", nullptr, "receiver_param_name", "printq");
 plat::StringParameter output("Output", nullptr, "receiver_param_output", ".");
 plat::IntParameter timeoutS("Timeout", nullptr, 10, false, nullptr, 1, 3600, nullptr,
                             "receiver_param_timeout");
-plat::BoolParameter joinPages("Join", nullptr, false, false, nullptr, nullptr,
-                              "receiver_param_join");
+plat::BoolParameter join("Join", nullptr, false, false, nullptr, nullptr, "receiver_param_join");
 plat::StringParameter command("Command", nullptr, "receiver_param_command", "");
 plat::StringParameter logServer("LogServer", nullptr, "receiver_param_log_server", "");
 
@@ -53,7 +53,7 @@ void serve() {
       loop.stop();
     }
   });
-  JobWorker worker(JobTaker(output.getValue().get(), joinPages),
+  JobWorker worker(JobTaker(output.getValue().get(), join ? joinPages : nullptr),
                    [&](const std::string& path) { commands.run(path); });
   Server server(name.getValue().get(), timeoutS,
                 [&](plat::String path) { worker.add(std::move(path)); });
