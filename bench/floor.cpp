@@ -19,11 +19,10 @@
 #include "base/plat/unix/OwnedFd.h"
 #include "base/rdr/FileInStream.h"
 #include "base/rdr/InStreamV4.h"
+#include "base/rdr/pageFileLayout.h"
 
 namespace {
 
-constexpr int pageHeaderSize = 24;
-constexpr int rectHeaderSize = 10;
 constexpr size_t blockSize = 16384;
 
 void check(int zlibResult) {
@@ -34,11 +33,11 @@ void check(int zlibResult) {
 
 void writeTiles(const char* pageFile) {
   rdr::FileInStream file(pageFile, 0);
-  file.skip(pageHeaderSize);
+  file.skip(pagefile::headerSize);
   rdr::InStreamV4 message(&file);
   message.setRewindable(false);
   message.startMsg(true);
-  message.skip(rectHeaderSize);
+  message.skip(pagefile::rectangleHeaderSize);
   z_stream zlib = {};
   check(inflateInit(&zlib));
   std::vector<uint8_t> out(blockSize);

@@ -13,13 +13,12 @@
 #include "base/plat/Exception.h"
 #include "base/plat/unix/OwnedFd.h"
 #include "base/rdr/FileOutStream.h"
+#include "base/rdr/pageFileLayout.h"
 #include "base/rfb/TransPixelBuffer.h"
+#include "libs/rfb/Encoder.h"
 #include "libs/rfb/EncoderCallbackV4.h"
-#include "libs/rfbenc/ZRLEEncoder.h"
 
 namespace {
-
-constexpr int tileSize = 64;
 
 // DMPAPER numbers of the DEVMODE printer settings, and the largest page in points that
 // each stands for. The first that holds a page is taken.
@@ -54,7 +53,7 @@ void writePageHeader(rdr::OutStream& out, const cupsraster::CupsPixelBuffer& pag
   out.writeU32(physicalSize(page.width(), header.HWResolution[0]));
   out.writeU32(physicalSize(page.height(), header.HWResolution[1]));
   out.writeU32(paperCode(header.PageSize));
-  out.writeU32(1);
+  out.writeU32(pagefile::headerEnd);
 }
 
 void writePageFile(const char* path, cupsraster::CupsPixelBuffer& page) {
@@ -72,8 +71,8 @@ void writePageFile(const char* path, cupsraster::CupsPixelBuffer& page) {
 
 void encodePage(rdr::OutStream& out, int width, int height, rfb::PixelBuffer& source) {
   rfb::EncoderCallbackV4 callback(&out);
-  rfb::ZRLEEncoder encoder(&callback, rfb::ZRLEEncoder::zrleEncoding, false, tileSize, false, true);
-  encoder.writeRect(rfb::Rect(0, 0, width, height), &source);
+  rfb::Encoder::create(&callback, pagefile::zrleEncoding)
+      ->writeRect(rfb::Rect(0, 0, width, height), &source);
 }
 
 void generateZrlePages(const char* fileName, const char* prefix, std::vector<plat::String>& files) {

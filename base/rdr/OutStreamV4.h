@@ -5,10 +5,13 @@
 namespace rdr {
 
 // Frames with a header of 2 bytes, big-endian: bit 15 is set on the last frame of the
-// message, bits 14 to 0 are the number of data bytes that follow, 32766 at most.
+// message, bits 14 to 0 are the number of data bytes that follow.
 class OutStreamV4 : public FramedOutStream {
  public:
-  explicit OutStreamV4(OutStream* newUnderlying) : FramedOutStream(newUnderlying, 32766, 2) {}
+  static constexpr int largestFrame = 32766;  // bytes of data
+
+  explicit OutStreamV4(OutStream* newUnderlying)
+      : FramedOutStream(newUnderlying, largestFrame, 2) {}
 
  protected:
   void writeHeader(int length, bool lastFrame, bool firstFrame) override;

@@ -1,14 +1,9 @@
 #include "libs/pagefile/FrameReader.h"
 
+#include "base/rdr/OutStreamV4.h"
 #include "libs/pagefile/PageFileError.h"
 
 namespace pagefile {
-
-namespace {
-
-constexpr int maxFrameSize = 32766;
-
-}  // namespace
 
 FrameReader::FrameReader(rdr::InStream& newFile)
     : InStreamV4(&newFile), file(newFile), lastPosition(static_cast<unsigned>(newFile.pos())) {
@@ -40,7 +35,7 @@ bool FrameReader::refill() {
 void FrameReader::readHeader(int* size, bool* last, bool firstFrame) {
   const uint64_t at = advanceTo(static_cast<unsigned>(file.pos()));
   InStreamV4::readHeader(size, last, firstFrame);
-  if (*size > maxFrameSize) throw PageFileError(at, "a frame of %d bytes", *size);
+  if (*size > rdr::OutStreamV4::largestFrame) throw PageFileError(at, "a frame of %d bytes", *size);
   ++frames;
 }
 

@@ -9,13 +9,6 @@
 
 namespace pagefile {
 
-namespace {
-
-// 16 is ZRLE; bit 15 marks a rectangle of this protocol generation.
-constexpr uint16_t zrleRectangle = 0x8010;
-
-}  // namespace
-
 PageFileReader::PageFileReader(rdr::InStream& source)
     : file(source), message(source), inflater(message), tiles(inflater) {
   try {
@@ -40,7 +33,7 @@ void PageFileReader::readHeader() {
   head.widthMm10 = readHeaderWord("widthMm10", 0, UINT32_MAX);
   head.heightMm10 = readHeaderWord("heightMm10", 0, UINT32_MAX);
   head.paperCode = readHeaderWord("paperCode", 0, UINT32_MAX);
-  readHeaderWord("the constant 1", 1, 1);
+  readHeaderWord("the constant 1", headerEnd, headerEnd);
   if (bandPixels() > maxBandBytes / sizeof(uint32_t)) {
     throw PageFileError(0, "a page of %" PRIu32 " x %" PRIu32 " pixels is too wide", head.width,
                         head.height);
@@ -65,7 +58,7 @@ const Band* PageFileReader::nextBand() {
 void PageFileReader::startMessage() {
   message.startMsg(true);
   try {
-    expectWord("encoding", zrleRectangle);
+    expectWord("encoding", rectangleMark | zrleEncoding);
     expectWord("left", 0);
     expectWord("top", 0);
     expectWord("width", static_cast<uint16_t>(head.width));

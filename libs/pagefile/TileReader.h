@@ -2,18 +2,18 @@
 
 #include <cstdint>
 
+#include "base/rdr/pageFileLayout.h"
+
 namespace pagefile {
 
 class Inflater;
-
-constexpr int tileSize = 64;  // pixels
 
 struct TilePlace {
   uint32_t x, y;      // in the page
   int width, height;  // 1 to tileSize
 };
 
-// Tiles of RFC 6143 section 7.7.6 with CPIXELs of three bytes: blue, green, red.
+// Knows nothing of the code that writes tiles, since it is there to check it.
 class TileReader {
  public:
   // Borrowed; outlives this.

@@ -5,8 +5,7 @@
 
 namespace rfb {
 
-// Each rectangle is a message of frames on the given stream. Its header is five words of
-// 16 bits: the encoding with bit 15 set, left, top, width, height.
+// Each rectangle is a message of frames on the given stream, as in a page file.
 class EncoderCallbackV4 : public EncoderCallback {
  public:
   // The stream is borrowed and outlives the callback.
