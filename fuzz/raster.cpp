@@ -76,7 +76,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (pages == 0) return 0;
 
   cupsraster::RasterStreams streams(document.get(), "document");
-  cupsraster::CupsPixelBuffer page(streams.open(), &streams);
+  cupsraster::CupsPixelBuffer page(&streams, pagefile::tileSize);
   for (const plat::String& path : files.whole) {
     PLAT_ASSERT(page.nextPage());
     checkPage(page, path.get());

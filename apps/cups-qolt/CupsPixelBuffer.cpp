@@ -24,9 +24,9 @@ rfb::PixelFormat rasterFormat() {
 }
 
 // The library lets any number through.
-void checkSize(const cups_page_header_t& header) {
+void checkSize(const cups_page_header_t& header, unsigned bandRows) {
   constexpr unsigned maxPixels = INT_MAX / 4;
-  constexpr uint64_t maxBandBytes = uint64_t{1} << 30, bandRows = 64;
+  constexpr uint64_t maxBandBytes = uint64_t{1} << 30;
   uint64_t rowBytes = uint64_t{header.cupsWidth} * bytesPerPixel;
   if (header.cupsBytesPerLine < rowBytes || header.cupsWidth > maxPixels ||
       header.cupsHeight > maxPixels ||
@@ -38,44 +38,16 @@ void checkSize(const cups_page_header_t& header) {
 
 }  // namespace
 
-CupsPixelBuffer::CupsPixelBuffer(cups_raster_t* newRaster, RasterStreams* newStreams)
-    : raster(newRaster), streams(newStreams) {}
-
-CupsPixelBuffer::~CupsPixelBuffer() {
-  try {
-    cupsRasterClose(raster);
-  } catch (const plat::Exception&) {
-  }
-}
-
-bool CupsPixelBuffer::openFollowing() {
-  cups_raster_t* following = streams ? streams->openFollowing() : nullptr;
-  if (!following) return false;
-  cups_raster_t* finished = raster;
-  raster = following;
-  cupsRasterClose(finished);
-  return true;
-}
-
-bool CupsPixelBuffer::readHeader() {
-  do {
-    // Before reading, since the library would consume a sync word as part of a header;
-    // and again behind what it refused.
-    while (openFollowing()) {
-    }
-    if (cupsRasterReadHeader(raster, &header)) return true;
-  } while (openFollowing());
-  return false;
-}
+CupsPixelBuffer::CupsPixelBuffer(RasterStreams* newStreams, unsigned newBandRows)
+    : streams(newStreams), bandRows(newBandRows) {}
 
 bool CupsPixelBuffer::nextPage() {
   if (state == State::ended) return false;
-  if (state != State::start) skipRows(header.cupsHeight);
+  skipRows(header.cupsHeight);
   state = State::ended;
-  if (!readHeader()) return false;
+  if (!streams->nextHeader(&header)) return false;
   cacheRect = {};
   rowsRead = 0;
-  brokeOff = false;
   rect = {0, 0, static_cast<int>(header.cupsWidth), static_cast<int>(header.cupsHeight)};
   if (header.cupsBitsPerColor != 8 || header.cupsBitsPerPixel != 8 * bytesPerPixel ||
       header.cupsColorSpace != CUPS_CSPACE_RGB) {
@@ -84,17 +56,13 @@ bool CupsPixelBuffer::nextPage() {
             "cupsColorSpace: %d\n",
             static_cast<int>(header.cupsBitsPerColor), static_cast<int>(header.cupsBitsPerPixel),
             static_cast<int>(header.cupsColorSpace));
-    state = State::unreadable;
+    state = State::noPage;
     return false;
   }
-  checkSize(header);
+  checkSize(header, bandRows);
   pf = rasterFormat();
   state = State::page;
   return true;
-}
-
-unsigned CupsPixelBuffer::readRow(size_t offset) {
-  return cupsRasterReadPixels(raster, rows.get() + offset, header.cupsBytesPerLine);
 }
 
 void CupsPixelBuffer::makeRoom(size_t bytes) {
@@ -106,14 +74,14 @@ void CupsPixelBuffer::makeRoom(size_t bytes) {
 }
 
 void CupsPixelBuffer::skipRows(unsigned endRow) {
-  // The size of a page that is not taken was not checked.
+  // Also of a page that was not taken, whose size is not checked.
   constexpr unsigned maxPiece = 65536;
   makeRoom(std::min(header.cupsBytesPerLine, maxPiece));
   for (; rowsRead < endRow; ++rowsRead) {
     unsigned piece, count;
     for (unsigned left = header.cupsBytesPerLine; left > 0; left -= piece) {
       piece = std::min(left, maxPiece);
-      count = cupsRasterReadPixels(raster, rows.get(), piece);
+      count = streams->readPixels(rows.get(), piece);
       // Where nothing comes, nothing will: a damaged header may promise 500 million rows.
       if (count == 0) {
         rowsRead = endRow;
@@ -126,7 +94,8 @@ void CupsPixelBuffer::skipRows(unsigned endRow) {
 
 const uint8_t* CupsPixelBuffer::getPixelsR(const rfb::Rect& r, int* stride) {
   if (r.isEmpty()) return rows.get();
-  PLAT_ASSERT_THROW(state == State::page && r.tl.x >= 0 && r.br.x <= rect.br.x);
+  PLAT_ASSERT_THROW((state == State::page || state == State::brokenPage) && r.tl.x >= 0 &&
+                    r.br.x <= rect.br.x);
   if (stride) *stride = rect.br.x;
   size_t rowBytes = header.cupsWidth * bytesPerPixel;
   size_t leftBytes = static_cast<size_t>(r.tl.x) * bytesPerPixel;
@@ -140,8 +109,10 @@ const uint8_t* CupsPixelBuffer::getPixelsR(const rfb::Rect& r, int* stride) {
   makeRoom(rowBytes * count + (header.cupsBytesPerLine - rowBytes));
   skipRows(static_cast<unsigned>(r.tl.y));
   for (size_t i = 0; i < count; ++i) {
-    if (brokeOff || readRow(i * rowBytes) < header.cupsBytesPerLine) {
-      brokeOff = true;
+    if (state == State::brokenPage ||
+        streams->readPixels(rows.get() + i * rowBytes, header.cupsBytesPerLine) <
+            header.cupsBytesPerLine) {
+      state = State::brokenPage;
       throw plat::Exception("Unexpected end of CUPS page data");
     }
     ++rowsRead;

@@ -10,15 +10,14 @@ namespace cupsraster {
 
 class RasterStreams;
 
-// The current page of a CUPS raster stream: 8-bit RGB, three bytes a pixel. The stream
+// The current page of a CUPS raster document: 8-bit RGB, three bytes a pixel. The document
 // is read forwards, as far as the requests go, and only the rows of the last request that
 // was read are kept.
 class CupsPixelBuffer : public rfb::PixelBuffer {
  public:
-  // Takes over the raster. `newStreams`, when not null, is borrowed; it opened the raster,
-  // and the pages of the streams that follow it there are further pages of this document.
-  explicit CupsPixelBuffer(cups_raster_t* newRaster, RasterStreams* newStreams = nullptr);
-  ~CupsPixelBuffer() override;
+  // The streams are borrowed. newBandRows: how many rows are asked for at once; a page of
+  // which so many take more than 1 GiB is beyond all use.
+  CupsPixelBuffer(RasterStreams* newStreams, unsigned newBandRows);
 
   // Goes to the next page. False when there are no more. False also at a page of another
   // pixel format, which is told on standard error; the next call passes over it. A page
@@ -35,23 +34,19 @@ class CupsPixelBuffer : public rfb::PixelBuffer {
   const uint8_t* getPixelsR(const rfb::Rect& r, int* stride) override;
 
  private:
-  bool readHeader();
-  bool openFollowing();
-  // The block has room for the line there.
-  unsigned readRow(size_t offset);
   void skipRows(unsigned endRow);
   void makeRoom(size_t bytes);
 
-  cups_raster_t* raster;
-  cups_page_header_t header = {};
-  enum class State { start, page, unreadable, ended } state = State::start;
+  RasterStreams* streams;
+  unsigned bandRows;
+  cups_page_header_t header = {};  // at first of a page without rows
+  // A broken page has no more data than was read.
+  enum class State { noPage, page, brokenPage, ended } state = State::noPage;
   // Not initialised: what a header asks for becomes real memory as lines arrive.
   std::unique_ptr<uint8_t[]> rows;
   size_t room = 0;      // bytes
   rfb::Rect cacheRect;  // what the block holds
   unsigned rowsRead = 0;
-  bool brokeOff = false;  // the data of this page
-  RasterStreams* streams;
 };
 
 }  // namespace cupsraster

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <string_view>
+#include <utility>
 
 #include "base/plat/Exception.h"
 #include "base/plat/unix/OwnedFd.h"
@@ -22,8 +23,8 @@ constexpr std::string_view syncWords[] = {"RaSt"sv, "tSaR"sv, "RaS3"sv,
                                           "3SaR"sv, "RaS2"sv, "2SaR"sv};
 constexpr size_t uncompressedWords = 4;  // the first of them
 
-// Not taken from the descriptor. Shorter than a word at the end of the data, or when it
-// cannot become a sync word any more.
+// What comes next, and stays in the descriptor. Shorter than a word at the end of the data, or
+// when it cannot become a sync word any more.
 struct NextBytes {
   char bytes[4];
   size_t count = 0;
@@ -88,17 +89,38 @@ NextBytes peek(int fd) {
 
 }  // namespace
 
-RasterStreams::RasterStreams(int newFd, const char* newName) : fd(newFd), name(newName) {}
+RasterStreams::RasterStreams(int newFd, const char* newName)
+    : fd(newFd), name(newName), raster(open()) {}
+
+RasterStreams::~RasterStreams() {
+  try {
+    cupsRasterClose(raster);
+  } catch (const plat::Exception&) {
+  }
+}
+
+bool RasterStreams::nextHeader(cups_page_header_t* header) {
+  do {
+    // Before reading, since the library would consume a sync word as part of a header;
+    // and again behind what it refused.
+    while (openFollowing()) {
+    }
+    if (cupsRasterReadHeader(raster, header)) return true;
+  } while (openFollowing());
+  return false;
+}
 
 cups_raster_t* RasterStreams::open() {
   readsAhead = !peek(fd).isUncompressed();
-  cups_raster_t* raster = cupsRasterOpen(fd, CUPS_RASTER_READ);
-  if (!raster) throw plat::ExceptionFmt("cupsRasterOpen('%s') failed", name.orEmpty());
-  return raster;
+  cups_raster_t* opened = cupsRasterOpen(fd, CUPS_RASTER_READ);
+  if (!opened) throw plat::ExceptionFmt("cupsRasterOpen('%s') failed", name.orEmpty());
+  return opened;
 }
 
-cups_raster_t* RasterStreams::openFollowing() {
-  return !readsAhead && peek(fd).isSyncWord() ? open() : nullptr;
+bool RasterStreams::openFollowing() {
+  if (readsAhead || !peek(fd).isSyncWord()) return false;
+  cupsRasterClose(std::exchange(raster, open()));
+  return true;
 }
 
 }  // namespace cupsraster

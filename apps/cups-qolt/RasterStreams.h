@@ -6,28 +6,36 @@
 
 namespace cupsraster {
 
-// The raster streams that come one behind the other on a descriptor: CUPS sends one for
-// every file of a job, and one for a banner page. The imaging library ends at the end of
-// the first. A stream that follows is seen by its sync word before the library takes it
-// for a page header, which needs a pipe or a regular file and an uncompressed stream
-// before it: the library reads ahead in a compressed one.
+// The raster streams that come one behind the other on a descriptor, as one sequence of
+// pages: CUPS sends one for every file of a job, and one for a banner page. The imaging
+// library ends at the end of the first. A stream that follows is seen by its sync word before
+// the library takes it for a page header, which needs a pipe or a regular file and an
+// uncompressed stream before it: the library reads ahead in a compressed one.
 class RasterStreams : private plat::NonCopyable {
  public:
-  // The descriptor is borrowed. `newName` is what messages call it.
+  // Opens the first stream. The descriptor is borrowed. `newName` is what messages call it.
+  // Throws plat::ExceptionFmt "cupsRasterOpen('%s') failed", and plat::SystemException "pread",
+  // "tee" or "pipe2" when it cannot be seen what comes.
   RasterStreams(int newFd, const char* newName);
+  ~RasterStreams();
 
-  // At the start of a stream; the caller owns what is returned. Throws
-  // plat::ExceptionFmt "cupsRasterOpen('%s') failed", and as openFollowing() does.
-  cups_raster_t* open();
-  // Where a page header, or the end, is due in the stream opened last: opens the stream
-  // that starts here instead; null when none does. Waits until that is known. Throws
-  // plat::SystemException "pread", "tee" or "pipe2" when it cannot be found out.
-  cups_raster_t* openFollowing();
+  // Of the next page, in whichever stream; false when there is none. Precondition: the lines of
+  // the page before were read. Throws as the constructor does.
+  bool nextHeader(cups_page_header_t* header);
+  // Of the lines of that page. Returns how many bytes were read; fewer at their end, and on
+  // damage.
+  unsigned readPixels(unsigned char* buffer, unsigned length) {
+    return cupsRasterReadPixels(raster, buffer, length);
+  }
 
  private:
+  cups_raster_t* open();
+  bool openFollowing();
+
   int fd;
   plat::String name;
   bool readsAhead = true;  // also when it cannot be known
+  cups_raster_t* raster;
 };
 
 }  // namespace cupsraster

@@ -10,7 +10,6 @@
 #include "apps/cups-qolt/CupsPixelBuffer.h"
 #include "apps/cups-qolt/RasterStreams.h"
 #include "apps/cups-qolt/jobFiles.h"
-#include "base/plat/Exception.h"
 #include "base/plat/unix/OwnedFd.h"
 #include "base/rdr/FileOutStream.h"
 #include "base/rdr/pageFileLayout.h"
@@ -80,7 +79,7 @@ void generateZrlePages(const char* fileName, const char* prefix, std::vector<pla
   plat::OwnedFd input(isFile ? openStoredInput(fileName).release() : -1);
   cupsraster::RasterStreams streams(isFile ? input.get() : STDIN_FILENO,
                                     fileName ? fileName : "[stdin]");
-  cupsraster::CupsPixelBuffer page(streams.open(), &streams);
+  cupsraster::CupsPixelBuffer page(&streams, pagefile::tileSize);
   for (int index = 0; page.nextPage(); ++index) {
     plat::String path = job::pagePath(prefix, index);
     writePageFile(path.get(), page);

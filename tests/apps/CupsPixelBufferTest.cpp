@@ -25,9 +25,7 @@ namespace {
 // A document in a regular file, whose offset tells how far it was read.
 struct Document {
   explicit Document(const std::string& bytes)
-      : fd(test::memoryFile(bytes)),
-        streams(fd.get(), "document"),
-        page(streams.open(), &streams) {}
+      : fd(test::memoryFile(bytes)), streams(fd.get(), "document"), page(&streams, 64) {}
 
   // Lines of the first page that were read.
   int linesRead(const RasterPage& first) const {
@@ -237,7 +235,7 @@ TEST_P(CupsPixelBufferTest, pagesOfAllStreamsAreOneDocument) {
         SCOPED_TRACE(tail);
         test::FedPipe pipe(bytes + tail, chunk);
         RasterStreams streams(pipe.fd(), "pipe");
-        CupsPixelBuffer page(streams.open(), &streams);
+        CupsPixelBuffer page(&streams, 64);
         EXPECT_EQ(firstPixels(page), expected);
       }
     }
