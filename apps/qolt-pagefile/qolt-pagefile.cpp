@@ -1,15 +1,17 @@
-#include <unistd.h>
+#include <fcntl.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "apps/common/newFile.h"
 #include "apps/common/writePng.h"
 #include "apps/qolt-pagefile/pageReport.h"
 #include "base/plat/Exception.h"
-#include "base/plat/FilePtr.h"
+#include "base/plat/unix/OwnedFd.h"
 #include "base/plat/utf8.h"
 #include "base/rdr/FileInStream.h"
 #include "libs/pagefile/PageFileReader.h"
@@ -62,37 +64,13 @@ std::string pngName(const Options& options, size_t index) {
   return name.insert(dot, "-" + std::to_string(index + 1));
 }
 
-// A file of its own that goes again unless it is kept.
-class NewFile {
- public:
-  explicit NewFile(const std::string& newName) : name(newName) {
-    FILE* opened = fopen(name.c_str(), "wxe");
-    if (!opened) throw plat::SystemExceptionFmt("open(%s)", errno, name.c_str());
-    file = plat::FilePtr(opened, true);
-  }
-  NewFile(const NewFile&) = delete;
-  NewFile& operator=(const NewFile&) = delete;
-  ~NewFile() {
-    if (!kept) unlink(name.c_str());
-  }
-
-  FILE* get() const { return file.get(); }
-  void keep() {
-    file.close();
-    kept = true;
-  }
-
- private:
-  std::string name;
-  plat::FilePtr file;
-  bool kept = false;
-};
-
 void convert(PageFileReader& page, const Options& options, size_t index) {
   if (options.png) {
-    NewFile out(pngName(options, index));
-    png::writePng(page, out.get());
-    out.keep();
+    const std::string name = pngName(options, index);
+    plat::OwnedFd fd(open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+    if (fd.get() < 0) throw plat::SystemExceptionFmt("open(%s)", errno, name.c_str());
+    writeNewFile(std::move(fd), AT_FDCWD, name.c_str(),
+                 [&](FILE* out) { png::writePng(page, out); });
   } else {
     while (page.nextBand()) {
     }

@@ -4,10 +4,10 @@
 #include <sys/sendfile.h>
 
 #include <cerrno>
-#include <cstdio>
+#include <utility>
 
+#include "apps/common/newFile.h"
 #include "base/plat/Exception.h"
-#include "base/plat/FilePtr.h"
 #include "base/plat/file.h"
 #include "base/plat/path.h"
 #include "base/plat/utf8.h"
@@ -68,16 +68,7 @@ std::string OutputFolder::create(const std::string& stem, const char* extension,
     fd = plat::OwnedFd(tryCreate(candidate));
     return fd.get() >= 0;
   });
-  try {
-    plat::FilePtr file(fdopen(fd.get(), "w"), true);
-    if (!file.get()) throw plat::SystemExceptionFmt("fdopen(%s)", errno, name.c_str());
-    fd.release();
-    write(file.get());
-    file.close();
-  } catch (...) {  // also a lack of memory
-    unlinkat(folder.get(), name.c_str(), 0);
-    throw;
-  }
+  writeNewFile(std::move(fd), folder.get(), name.c_str(), write);
   return pathOf(name);
 }
 
@@ -106,19 +97,16 @@ int OutputFolder::tryCreate(const char* name) {
 }
 
 bool OutputFolder::tryCopy(int sourceFd, const char* name) {
-  plat::OwnedFd copy(tryCreate(name));
-  if (copy.get() < 0) return false;
-  off_t offset = 0;
-  ssize_t n;
-  do {
-    n = sendfile(copy.get(), sourceFd, &offset, 1 << 20);
-  } while (n > 0);
-  int error = n < 0 ? errno : 0;
-  if (close(copy.release()) < 0 && !error) error = errno;
-  if (error) {
-    unlinkat(folder.get(), name, 0);
-    throw plat::SystemExceptionFmt("copy(%s)", error, name);
-  }
+  plat::OwnedFd fd(tryCreate(name));
+  if (fd.get() < 0) return false;
+  writeNewFile(std::move(fd), folder.get(), name, [&](FILE* copy) {
+    off_t offset = 0;
+    ssize_t n;
+    do {
+      n = sendfile(fileno(copy), sourceFd, &offset, 1 << 20);
+    } while (n > 0);
+    if (n < 0) throw plat::SystemExceptionFmt("copy(%s)", errno, name);
+  });
   return true;
 }
 
