@@ -12,9 +12,6 @@ namespace png {
 
 namespace {
 
-// Fast: pages are big, and the text on them compresses well at any level.
-constexpr int compressionLevel = 3;
-
 // 0: unknown, or nothing that PNG can say.
 uint32_t pixelsPerMetre(uint32_t pixels, uint32_t mm10) {
   if (mm10 == 0) return 0;

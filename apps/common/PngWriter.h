@@ -11,6 +11,9 @@ struct png_info_def;
 
 namespace png {
 
+// Of zlib. Fast: pages are big, and the text on them compresses well at any level.
+constexpr int compressionLevel = 3;
+
 class PngError : public plat::Exception {
  public:
   explicit PngError(const char* text) : Exception(text, "PngError") {}

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <cstring>
+#include <utility>
 
 #include "base/os/unix/DirEnum.h"
 #include "base/plat/DString.h"

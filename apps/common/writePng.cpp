@@ -1,9 +1,9 @@
 #include "apps/common/writePng.h"
 
 #include "apps/common/PngWriter.h"
+#include "base/plat/Exception.h"
 #include "base/plat/path.h"
 #include "base/rdr/FileInStream.h"
-#include "libs/pagefile/PageFileError.h"
 #include "libs/pagefile/PageFileReader.h"
 
 namespace png {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdio>
 #include <vector>
 
 #include "apps/cups-qolt/TempFileSet.h"
@@ -31,9 +30,9 @@ plat::FilePtr createJobFile(TempFileSet& tempFiles, const char* path);
 // plat::SystemExceptionFmt "open(\"%s\", O_RDONLY)".
 plat::OwnedFd openStoredInput(const char* path);
 
-// Copies what the input has now. True when it has no more, which only an input that does
-// not wait tells; the end of others comes as rdr::EndOfStream or rdr::EndOfMsg. False when
-// the output is full. Precondition: `in` was not read past its last checkpoint.
+// Copies until the output is full (false), or an input that does not block has nothing more
+// for now (true). The end of an input comes as rdr::EndOfStream or rdr::EndOfMsg.
+// Precondition: `in` was not read past its last checkpoint.
 bool copyStream(rdr::InStream& in, rdr::OutStream& out);
 
 // Stores the whole input under the path and gives the file to the account. Closes the

@@ -18,7 +18,7 @@ namespace {
 
 constexpr uid_t rootUid = 0;
 
-// Of a link its owner chooses where it leads.
+// A link is none: its owner chooses where it leads.
 bool isDirectoryOf(const struct stat& info, uid_t uid) {
   return S_ISDIR(info.st_mode) && (info.st_uid == uid || info.st_uid == rootUid);
 }

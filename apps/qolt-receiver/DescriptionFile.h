@@ -18,7 +18,7 @@ constexpr size_t maxDocuments = 10000;
 // lines like those that follow it.
 struct DescriptionFile {
   std::string title;
-  const job::Format* format;  // never null
+  const job::Format* format;           // never null
   std::vector<std::string> documents;  // paths, as they stand
 
   // Throws plat::Exception.

@@ -4,7 +4,7 @@
 
 #include "apps/common/writePng.h"
 #include "apps/qolt-receiver/DescriptionFile.h"
-#include "apps/qolt-receiver/jobFile.h"
+#include "apps/qolt-receiver/openJobFile.h"
 #include "apps/qolt-receiver/pdfDocuments.h"
 #include "base/plat/Exception.h"
 #include "base/plat/LogSrc.h"

@@ -8,7 +8,8 @@
 #include <qpdf/QPDFPageObjectHelper.hh>
 #include <qpdf/QPDFWriter.hh>
 
-#include "apps/qolt-receiver/jobFile.h"
+#include "apps/common/PngWriter.h"
+#include "apps/qolt-receiver/openJobFile.h"
 #include "base/plat/Exception.h"
 #include "base/plat/path.h"
 #include "base/rdr/FileInStream.h"
@@ -17,9 +18,6 @@
 namespace receiver {
 
 namespace {
-
-// Fast: pages are big, and the text on them compresses well at any level.
-constexpr int compressionLevel = 3;
 
 // A page file that is open.
 struct OpenPage {
@@ -118,7 +116,7 @@ void joinPages(const std::vector<std::string>& pages, FILE* document) {
     for (size_t i = 0; i < pages.size(); i++) {
       tree.addPage(QPDFPageObjectHelper(makePage(pdf, pages[i], i + 1, pages.size())), false);
     }
-    Pl_Flate::setCompressionLevel(compressionLevel);
+    Pl_Flate::setCompressionLevel(png::compressionLevel);
     QPDFWriter writer(pdf, "document", document, false);
     writer.write();
   } catch (const std::exception& problem) {

@@ -17,7 +17,6 @@
 #include "base/plat/ConfigParameter.h"
 #include "base/plat/Configuration.h"
 #include "base/plat/Exception.h"
-#include "base/plat/LogSrc.h"
 #include "base/plat/cli/commandLine.h"
 #include "base/plat/cli/parameterListing.h"
 #include "base/plat/logdests/logDests.h"

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cinttypes>
-#include <cstdlib>
+#include <new>
 
 #include "base/rdr/Exceptions.h"
 #include "libs/pagefile/PageFileError.h"
@@ -83,7 +83,7 @@ void PageFileReader::expectWord(const char* name, uint16_t wanted) {
 // Not initialised: what a header asks for becomes real memory as tiles arrive.
 void PageFileReader::allocateBand() {
   if (bandPixels() == 0) return;
-  pixels.reset(static_cast<uint32_t*>(malloc(bandPixels() * sizeof(uint32_t))));
+  pixels.reset(new (std::nothrow) uint32_t[bandPixels()]);
   if (!pixels) {
     throw PageFileError(0, "no memory for a page of %" PRIu32 " pixels width", head.width);
   }

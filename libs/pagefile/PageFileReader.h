@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 
 #include "base/plat/NonCopyable.h"
@@ -52,10 +51,6 @@ class PageFileReader : private plat::NonCopyable {
   const PageCounts& counts();
 
  private:
-  struct FreeMemory {
-    void operator()(void* memory) const { free(memory); }
-  };
-
   uint32_t readHeaderWord(const char* name, uint32_t minimum, uint32_t maximum);
   void readHeader();
   void startMessage();
@@ -72,7 +67,7 @@ class PageFileReader : private plat::NonCopyable {
   PageHeader head{};
   bool started = false;
   bool finished = false;
-  std::unique_ptr<uint32_t[], FreeMemory> pixels;
+  std::unique_ptr<uint32_t[]> pixels;
   Band band{};
   PageCounts counted;
 };

@@ -13,7 +13,7 @@ struct TilePlace {
   int width, height;  // 1 to tileSize
 };
 
-// Knows nothing of the code that writes tiles, since it is there to check it.
+// Shares nothing with the code that writes tiles, which it is there to check.
 class TileReader {
  public:
   // Borrowed; outlives this.

@@ -5,7 +5,8 @@
 
 namespace rfb {
 
-// Each rectangle is a message of frames on the given stream, as in a page file.
+// Each rectangle is a message of frames on the given stream, as base/rdr/pageFileLayout.h has
+// it.
 class EncoderCallbackV4 : public EncoderCallback {
  public:
   // The stream is borrowed and outlives the callback.

@@ -1,4 +1,4 @@
-#include "apps/qolt-receiver/jobFile.h"
+#include "apps/qolt-receiver/openJobFile.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
