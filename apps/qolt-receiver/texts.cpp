@@ -6,9 +6,7 @@ namespace receiver {
 
 namespace {
 
-constexpr struct {
-  const char *key, *english, *german, *spanish, *french, *portuguese;
-} texts[] = {
+constexpr loc::Text texts[] = {
     {"receiver_param_name", "Name of the endpoint at which jobs are announced.",
      "Name des Endpunkts, an dem Druckaufträge angekündigt werden.",
      "Nombre del punto de conexión en el que se anuncian los trabajos.",
@@ -51,14 +49,7 @@ constexpr struct {
 }  // namespace
 
 void addTexts() {
-  loc::Localize& localize = loc::Localize::instance();
-  for (const auto& text : texts) {
-    localize.addTranslation("en", text.key, text.english);
-    localize.addTranslation("de", text.key, text.german);
-    localize.addTranslation("es", text.key, text.spanish);
-    localize.addTranslation("fr", text.key, text.french);
-    localize.addTranslation("pt", text.key, text.portuguese);
-  }
+  loc::Localize::instance().addTexts(texts);
 }
 
 }  // namespace receiver

@@ -5,7 +5,7 @@
 #include <mutex>
 
 #include "base/loc/Util.h"
-#include "base/loc/catalogues/catalogues.h"
+#include "base/loc/catalogue.h"
 #include "base/loc/loadPo.h"
 #include "base/loc/report.h"
 #include "base/loc/unix/UtilUnix.h"
@@ -96,11 +96,7 @@ TransMap& Localize::currentMap() {
 TransMap& Localize::compiledIn() {
   if (!tookInCatalogues) {
     tookInCatalogues = true;
-    for (const CompiledCatalogue& catalogue : compiledCatalogues()) {
-      for (const CatalogueEntry& entry : catalogue.entries) {
-        addTranslation(catalogue.locale, entry.key, entry.text);
-      }
-    }
+    addTexts(compiledTexts());
   }
   return compiledInMap;
 }
@@ -114,6 +110,16 @@ void Localize::addTranslation(const char* locale, const char* key, const char* t
   }
   std::lock_guard<plat::RecursiveMutex> lock(mutex);
   compiledIn().add(locale, key, text);
+}
+
+void Localize::addTexts(std::span<const Text> texts) {
+  for (const Text& text : texts) {
+    addTranslation("en", text.key, text.english);
+    addTranslation("de", text.key, text.german);
+    addTranslation("es", text.key, text.spanish);
+    addTranslation("fr", text.key, text.french);
+    addTranslation("pt", text.key, text.portuguese);
+  }
 }
 
 void Localize::addDirectory(const char* directory) {

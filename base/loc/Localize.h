@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "base/loc/TransMap.h"
@@ -8,6 +9,11 @@
 #include "base/plat/unix/RecursiveMutex.h"
 
 namespace loc {
+
+// A text in the languages that are compiled in.
+struct Text {
+  const char *key, *english, *german, *spanish, *french, *portuguese;
+};
 
 // The texts of this process by key, in the locales of the parameter "Locale", or else
 // of the user. English, German, Spanish, French and Portuguese are compiled in;
@@ -28,6 +34,7 @@ class Localize : public plat::ParameterChangedCallback, private plat::NonCopyabl
 
   // Beside the compiled-in texts, for every map. Text that is not UTF-8 is refused.
   void addTranslation(const char* locale, const char* key, const char* text);
+  void addTexts(std::span<const Text> texts);
   // Where files "strings.<locale>.po" are looked for, in the order of adding; later
   // ones take precedence. Every map, also a thread's, reads them at its next lookup.
   void addDirectory(const char* directory);
