@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -22,44 +23,30 @@ using namespace std::string_view_literals;
 constexpr std::string_view syncWords[] = {"RaSt"sv, "tSaR"sv, "RaS3"sv,
                                           "3SaR"sv, "RaS2"sv, "2SaR"sv};
 constexpr size_t uncompressedWords = 4;  // the first of them
+constexpr size_t wordSize = 4;           // bytes
 
-// What comes next, and stays in the descriptor. Shorter than a word at the end of the data, or
-// when it cannot become a sync word any more.
-struct NextBytes {
-  char bytes[4];
-  size_t count = 0;
-
-  std::string_view text() const { return {bytes, count}; }
-  bool isWholeWord() const { return count == sizeof bytes; }
-  bool mayBecomeSyncWord() const {
-    return std::any_of(std::begin(syncWords), std::end(syncWords),
-                       [this](std::string_view word) { return word.starts_with(text()); });
-  }
-  bool isSyncWord() const { return isWholeWord() && mayBecomeSyncWord(); }
-  bool isUncompressed() const {
-    return std::find(syncWords, syncWords + uncompressedWords, text()) !=
-           syncWords + uncompressedWords;
-  }
-};
+bool mayBecomeSyncWord(std::string_view bytes) {
+  return std::any_of(std::begin(syncWords), std::end(syncWords),
+                     [&](std::string_view word) { return word.starts_with(bytes); });
+}
 
 // What cannot be looked into, or read at all, is for the library to refuse. Any other
 // failure must not pass for the end of the document.
-void checkPeek(ssize_t count, const char* call) {
+std::string peeked(const char* bytes, ssize_t count, const char* call) {
   if (count < 0 && errno != EINVAL && errno != EBADF && errno != EISDIR) {
     throw plat::SystemException(call, errno);
   }
+  return std::string(bytes, static_cast<size_t>(std::max<ssize_t>(count, 0)));
 }
 
-NextBytes peekFile(int fd, off_t position) {
-  NextBytes next;
-  ssize_t count = pread(fd, next.bytes, sizeof next.bytes, position);
-  checkPeek(count, "pread");
-  if (count > 0) next.count = static_cast<size_t>(count);
-  return next;
+std::string peekFile(int fd, off_t position) {
+  char bytes[wordSize];
+  ssize_t count = pread(fd, bytes, wordSize, position);
+  return peeked(bytes, count, "pread");
 }
 
 // Nothing for what is no pipe.
-NextBytes peekPipe(int fd) {
+std::string peekPipe(int fd) {
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) < 0) throw plat::SystemException("pipe2", errno);
   plat::OwnedFd copy(ends[0]), copyIn(ends[1]);
@@ -67,14 +54,12 @@ NextBytes peekPipe(int fd) {
   for (bool ended = false;;) {
     pollfd data{fd, POLLIN, 0};
     poll(&data, 1, -1);
-    NextBytes next;
-    ssize_t count = tee(fd, copyIn.get(), sizeof next.bytes, SPLICE_F_NONBLOCK);
+    char bytes[wordSize];
+    ssize_t count = tee(fd, copyIn.get(), wordSize, SPLICE_F_NONBLOCK);
     if (count < 0 && (errno == EINTR || errno == EAGAIN)) continue;
-    if (count > 0) count = read(copy.get(), next.bytes, static_cast<size_t>(count));
-    checkPeek(count, "tee");
-    if (count <= 0) return next;
-    next.count = static_cast<size_t>(count);
-    if (ended || next.isWholeWord() || !next.mayBecomeSyncWord()) return next;
+    if (count > 0) count = read(copy.get(), bytes, static_cast<size_t>(count));
+    const std::string next = peeked(bytes, count, "tee");
+    if (ended || next.empty() || next.size() == wordSize || !mayBecomeSyncWord(next)) return next;
     // With some bytes there the pipe stays readable, so only its end is an event. Words
     // are hardly ever torn: looking again now and then will do.
     pollfd hangUp{fd, 0, 0};
@@ -82,7 +67,9 @@ NextBytes peekPipe(int fd) {
   }
 }
 
-NextBytes peek(int fd) {
+// What comes next, and stays in the descriptor. Shorter than a word at the end of the data, or
+// when it cannot become a sync word any more.
+std::string peek(int fd) {
   off_t position = lseek(fd, 0, SEEK_CUR);
   return position < 0 ? peekPipe(fd) : peekFile(fd, position);
 }
@@ -111,14 +98,17 @@ bool RasterStreams::nextHeader(cups_page_header_t* header) {
 }
 
 cups_raster_t* RasterStreams::open() {
-  readsAhead = !peek(fd).isUncompressed();
+  const auto uncompressedEnd = syncWords + uncompressedWords;
+  readsAhead = std::find(syncWords, uncompressedEnd, peek(fd)) == uncompressedEnd;
   cups_raster_t* opened = cupsRasterOpen(fd, CUPS_RASTER_READ);
   if (!opened) throw plat::ExceptionFmt("cupsRasterOpen('%s') failed", name.orEmpty());
   return opened;
 }
 
 bool RasterStreams::openFollowing() {
-  if (readsAhead || !peek(fd).isSyncWord()) return false;
+  if (readsAhead) return false;
+  const std::string next = peek(fd);
+  if (next.size() < wordSize || !mayBecomeSyncWord(next)) return false;
   cupsRasterClose(std::exchange(raster, open()));
   return true;
 }

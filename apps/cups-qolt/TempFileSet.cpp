@@ -2,8 +2,6 @@
 
 #include <unistd.h>
 
-#include <algorithm>
-
 namespace {
 
 TempFileSet* unlinkedOnSigterm = nullptr;
@@ -48,8 +46,7 @@ void TempFileSet::terminated(int) {
 
 void TempFileSet::insert(const char* path) {
   SigtermHold hold;
-  auto place = std::lower_bound(paths.begin(), paths.end(), path, plat::LessString());
-  if (place == paths.end() || !(*place == path)) paths.insert(place, plat::String(path));
+  paths.emplace(path);
 }
 
 void TempFileSet::insert(const std::vector<plat::String>& list) {
@@ -58,8 +55,8 @@ void TempFileSet::insert(const std::vector<plat::String>& list) {
 
 void TempFileSet::erase(const char* path) {
   SigtermHold hold;
-  auto place = std::lower_bound(paths.begin(), paths.end(), path, plat::LessString());
-  if (place != paths.end() && *place == path) paths.erase(place);
+  const auto found = paths.find(path);
+  if (found != paths.end()) paths.erase(found);
 }
 
 void TempFileSet::unlinkAll() const {

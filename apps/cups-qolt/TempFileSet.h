@@ -1,6 +1,7 @@
 #pragma once
 
 #include <csignal>
+#include <set>
 #include <vector>
 
 #include "base/plat/NonCopyable.h"
@@ -29,7 +30,7 @@ class TempFileSet : private plat::NonCopyable {
   static void terminated(int signal);
   void unlinkAll() const;  // async-signal-safe
 
-  std::vector<plat::String> paths;  // sorted; changes only while SIGTERM is held back
+  std::set<plat::String, plat::LessString> paths;  // changes only while SIGTERM is held back
 };
 
 // Holds SIGTERM back; one that arrives meanwhile is delivered at destruction.

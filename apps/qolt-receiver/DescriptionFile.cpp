@@ -6,39 +6,22 @@ namespace receiver {
 
 namespace {
 
-// Cuts lines off the end of a text: what stands behind the title is the backend's own.
-class LinesFromEnd {
- public:
-  explicit LinesFromEnd(std::string_view rest) : text(rest) {}
-
-  // The last line without its line feed.
-  std::string_view next() {
-    if (text.empty() || text.back() != '\n') throw plat::Exception("bad description: cut off");
-    text.remove_suffix(1);
-    size_t begin = text.rfind('\n') + 1;  // npos + 1 is 0
-    std::string_view line = text.substr(begin);
-    text = text.substr(0, begin);
-    return line;
-  }
-  std::string_view rest() const { return text; }
-
- private:
-  std::string_view text;
-};
+// Cuts the last line off, and its line feed. What stands behind the title is the backend's own.
+std::string_view takeLastLine(std::string_view& text) {
+  if (text.empty() || text.back() != '\n') throw plat::Exception("bad description: cut off");
+  text.remove_suffix(1);
+  size_t begin = text.rfind('\n') + 1;  // npos + 1 is 0
+  std::string_view line = text.substr(begin);
+  text = text.substr(0, begin);
+  return line;
+}
 
 std::string behind(std::string_view prefix, std::string_view line) {
-  if (line.substr(0, prefix.size()) != prefix) {
+  if (!line.starts_with(prefix)) {
     throw plat::ExceptionFmt("bad description: no \"%.*s\"", static_cast<int>(prefix.size()),
                              prefix.data());
   }
   return std::string(line.substr(prefix.size()));
-}
-
-void expect(std::string_view wanted, std::string_view line) {
-  if (!behind(wanted, line).empty()) {
-    throw plat::ExceptionFmt("bad description: text behind \"%.*s\"",
-                             static_cast<int>(wanted.size()), wanted.data());
-  }
 }
 
 }  // namespace
@@ -47,10 +30,9 @@ DescriptionFile DescriptionFile::parse(std::string_view text) {
   if (text.find('\0') != text.npos) throw plat::Exception("bad description: a zero byte");
 
   DescriptionFile result;
-  LinesFromEnd lines(text);
   std::vector<std::string_view> files;
-  std::string_view line = lines.next();
-  for (; line.substr(0, 4) == "File"; line = lines.next()) {
+  std::string_view line = takeLastLine(text);
+  for (; line.starts_with("File"); line = takeLastLine(text)) {
     if (files.size() == maxDocuments) throw plat::Exception("bad description: too many documents");
     files.push_back(line);
   }
@@ -61,18 +43,18 @@ DescriptionFile DescriptionFile::parse(std::string_view text) {
     result.documents.push_back(
         behind("File" + std::to_string(i) + "=", files[files.size() - 1 - i]));
   }
-  std::string format = behind("[", lines.next());
+  std::string format = behind("[", takeLastLine(text));
   if (format.empty() || format.back() != ']') {
     throw plat::Exception("bad description: no \"]\"");
   }
   format.pop_back();
-  behind("DeviceName=", lines.next());
-  expect("[Device]", lines.next());
-
-  std::string head = behind("[Document]\nName=", lines.rest());
-  if (head.empty()) throw plat::Exception("bad description: no \"Name\"");
-  head.pop_back();
-  result.title = head;
+  behind("DeviceName=", takeLastLine(text));
+  if (!behind("[Device]", takeLastLine(text)).empty()) {
+    throw plat::Exception("bad description: text behind \"[Device]\"");
+  }
+  result.title = behind("[Document]\nName=", text);
+  if (result.title.empty()) throw plat::Exception("bad description: no \"Name\"");
+  result.title.pop_back();
   result.format = job::findFormat(format.c_str());
   if (!result.format) {
     throw plat::ExceptionFmt("unknown document format \"%s\"", format.c_str());
