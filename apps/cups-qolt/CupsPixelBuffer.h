@@ -27,10 +27,10 @@ class CupsPixelBuffer : public rfb::PixelBuffer {
   // Of the page that nextPage() went to.
   const cups_page_header_t& getHeader() const { return header; }
 
-  // Precondition: nextPage() was true, and columns of it. Rows that are not kept must lie below
-  // those that are: AssertionFail "r.tl.y >= cacheRect.br.y". The stride is the page's width.
-  // Throws plat::Exception "Unexpected end of CUPS page data", from then on for every row of
-  // the page that is not kept.
+  // The stride is the page's width. Preconditions, which throw plat::AssertionFail: nextPage()
+  // was true, its page has these columns, and rows that are not kept lie below those that are
+  // ("r.tl.y >= cacheRect.br.y"). Throws plat::Exception "Unexpected end of CUPS page data",
+  // from then on for every row of the page that is not kept.
   const uint8_t* getPixelsR(const rfb::Rect& r, int* stride) override;
 
  private:

@@ -13,7 +13,7 @@ static const plat::LogSrc::Listed listed(log);
 
 using Lock = std::unique_lock<plat::RecursiveMutex>;
 
-JobWorker::JobWorker(JobTaker newTaker, DocumentStored newCallback)
+JobWorker::JobWorker(JobTaker newTaker, JobTaker::DocumentStored newCallback)
     : taker(std::move(newTaker)),
       callback(std::move(newCallback)),
       kicker(this),

@@ -2,7 +2,6 @@
 
 #include <condition_variable>
 #include <deque>
-#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -19,11 +18,9 @@ namespace receiver {
 // io::FdManager.
 class JobWorker : private io::FdKickerCallback, private plat::NonCopyable {
  public:
-  using DocumentStored = std::function<void(const std::string& path)>;
-
   // The callback is told of every stored document, on the thread that made this. The thread
   // inherits the signal mask.
-  JobWorker(JobTaker newTaker, DocumentStored newCallback);
+  JobWorker(JobTaker newTaker, JobTaker::DocumentStored newCallback);
   // Returns when every job that was announced has been taken and told.
   ~JobWorker() override;
 
@@ -36,7 +33,7 @@ class JobWorker : private io::FdKickerCallback, private plat::NonCopyable {
   void tellStored();
 
   JobTaker taker;
-  DocumentStored callback;
+  JobTaker::DocumentStored callback;
   io::FdKicker kicker;
 
   plat::RecursiveMutex mutex;  // guards the following
