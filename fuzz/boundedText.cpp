@@ -19,7 +19,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (way == 0) {
       plat::sstrAppend(array.data(), capacity, piece.get());
     } else if (way == 1) {
-      plat::sstrAppendFormat(array.data(), capacity, "%s", piece.get());
+      plat::sstrAppendPrintf(array.data(), capacity, "%s", piece.get());
     } else if (way == 2) {
       // May cut a character of the piece itself.
       const plat::String part = plat::fixUtf8(piece.get(), nullptr, number < 0 ? 999 : number);

@@ -28,7 +28,7 @@ bool isDirectoryOf(const struct stat& info, uid_t uid) {
 void notifyServer(uint32_t uid, const char* name, const char* descriptionPath,
                   const std::vector<plat::String>& documents, TempFileSet& tempFiles) {
   char user[16] = "";
-  plat::sstrAppendFormat(user, sizeof(user), "%u", uid);
+  plat::sstrAppendPrintf(user, sizeof(user), "%u", uid);
   plat::String directory = os::LocalPrivateDir::get(user);
   plat::String endpoint = os::PipeNameScoped::name(name, user, nullptr, 0, -1);
 

@@ -30,7 +30,7 @@ const char* LocalPrivateDir::baseDir() {
 
 plat::String LocalPrivateDir::get(const char* user) {
   char uidText[16] = "";
-  plat::sstrAppendFormat(uidText, sizeof uidText, "%u", geteuid());
+  plat::sstrAppendPrintf(uidText, sizeof uidText, "%u", geteuid());
   plat::DString path;
   path.appendFormat("%s/.%s-%s", baseDir(), AppInfo::getPathComp(true), user ? user : uidText);
   if (!user && !plat::mkDir(path.get(), /*isPrivate=*/true, /*fixExisting=*/true) &&

@@ -93,7 +93,7 @@ void PipeNameScoped::removeStale(const char* base, const char* app) {
     return;
   }
   char user[16] = "";
-  plat::sstrAppendFormat(user, sizeof user, "%u", geteuid());
+  plat::sstrAppendPrintf(user, sizeof user, "%u", geteuid());
   sweep(LocalPrivateDir::get(user).get(), app, base);
 }
 

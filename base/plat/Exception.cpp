@@ -50,7 +50,7 @@ SystemException::SystemException(int errorNumber) : Exception(nullptr), err(erro
 
 void SystemException::appendErrorSuffix() {
   name[0] = '\0';
-  sstrAppendFormat(name, sizeof(name), "System-%d", err);
+  sstrAppendPrintf(name, sizeof(name), "System-%d", err);
   if (message[0]) sstrAppend(message, ": ");
   if (err == 0) {
     sstrAppend(message, "Success");
@@ -60,7 +60,7 @@ void SystemException::appendErrorSuffix() {
       sstrAppend(message, "Unknown error");
     }
   }
-  sstrAppendFormat(message, sizeof(message), " (%d)", err);
+  sstrAppendPrintf(message, sizeof(message), " (%d)", err);
 }
 
 SystemExceptionFmt::SystemExceptionFmt(const char* format, int errorNumber, ...)
@@ -82,18 +82,16 @@ StdlibException::StdlibException(const char* format, ...) : SystemException(errn
 
 AssertionFail::AssertionFail(const char* expression, const char* sourceFile, int sourceLine)
     : Exception(nullptr, "AssertionFail"), expr(expression), file(sourceFile), line(sourceLine) {
-  sstrAppendFormat(message, sizeof(message), "Assertion '%s' failed at %s:%d", orEmpty(expr),
+  sstrAppendPrintf(message, sizeof(message), "Assertion '%s' failed at %s:%d", orEmpty(expr),
                    orEmpty(file), line);
 }
 
 AssertionFail& AssertionFail::appendDetail(const char* format, ...) {
   sstrAppend(message, ": ");
-  if (format) {
-    va_list args;
-    va_start(args, format);
-    sstrAppendFormat(message, sizeof(message), format, args);
-    va_end(args);
-  }
+  va_list args;
+  va_start(args, format);
+  sstrAppendFormat(message, sizeof(message), format, args);
+  va_end(args);
   return *this;
 }
 

@@ -2,7 +2,7 @@
 
 #include <cstdarg>
 
-#define PLAT_PRINTF(formatIndex, firstArg) __attribute__((format(printf, formatIndex, firstArg)))
+#include "base/plat/printfFormat.h"
 
 namespace plat {
 

@@ -40,7 +40,7 @@ void sstrAppendFormat(char* array, int capacity, const char* format, va_list arg
   }
 }
 
-void sstrAppendFormat(char* array, int capacity, const char* format, ...) {
+void sstrAppendPrintf(char* array, int capacity, const char* format, ...) {
   va_list args;
   va_start(args, format);
   sstrAppendFormat(array, capacity, format, args);

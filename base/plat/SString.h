@@ -1,9 +1,8 @@
 #pragma once
 
 #include <cstdarg>
-#include <cstddef>
 
-#include "base/plat/Exception.h"
+#include "base/plat/printfFormat.h"
 
 namespace plat {
 
@@ -13,9 +12,7 @@ namespace plat {
 
 void sstrAppend(char* array, int capacity, const char* text, int length = -1);
 void sstrAppendFormat(char* array, int capacity, const char* format, va_list args);
-void sstrAppendFormat(char* array, int capacity, const char* format, ...) PLAT_PRINTF(3, 4);
-// A null constant as the only argument would be taken for the va_list.
-void sstrAppendFormat(char* array, int capacity, const char* format, std::nullptr_t) = delete;
+void sstrAppendPrintf(char* array, int capacity, const char* format, ...) PLAT_PRINTF(3, 4);
 // Throws plat::Exception "Unicode out of range".
 void sstrAppendRepeat(char* array, int capacity, unsigned codePoint, int count);
 // The text fills the buffer of `size` bytes: drops an incomplete character at

@@ -51,19 +51,19 @@ bool printOrdered(char (&buffer)[128], const char* order, const PixelFormat& pf,
   if (green >= topShift || pf.greenMax != mask(topShift - green)) return false;
   bool topReachesDepth = depth > topShift && topMax == mask(depth - topShift);
   if (topReachesDepth && pf.alphaMax == 0 && lowShift == 0) {
-    plat::sstrAppendFormat(buffer, sizeof buffer, " %s%d%d%d", order, depth - topShift,
+    plat::sstrAppendPrintf(buffer, sizeof buffer, " %s%d%d%d", order, depth - topShift,
                            topShift - green, green);
     return true;
   }
   if (pf.alphaMax == 0) return false;
   if (topReachesDepth && alpha == 0 && lowShift != 0 && pf.alphaMax == mask(lowShift)) {
-    plat::sstrAppendFormat(buffer, sizeof buffer, " %sa%d%d%d%d", order, depth - topShift,
+    plat::sstrAppendPrintf(buffer, sizeof buffer, " %sa%d%d%d%d", order, depth - topShift,
                            topShift - green, green - lowShift, lowShift);
     return true;
   }
   if (lowShift == 0 && alpha > topShift && topMax == mask(alpha - topShift) && depth > alpha &&
       pf.alphaMax == mask(depth - alpha)) {
-    plat::sstrAppendFormat(buffer, sizeof buffer, " a%s%d%d%d%d", order, depth - alpha,
+    plat::sstrAppendPrintf(buffer, sizeof buffer, " a%s%d%d%d%d", order, depth - alpha,
                            alpha - topShift, topShift - green, green);
     return true;
   }
@@ -289,9 +289,9 @@ bool PixelFormat::parse(const char* name) {
 }
 
 void PixelFormat::print(char (&buffer)[128]) const {
-  plat::sstrAppendFormat(buffer, sizeof buffer, "depth %d (%d bpp)", depth, bpp);
+  plat::sstrAppendPrintf(buffer, sizeof buffer, "depth %d (%d bpp)", depth, bpp);
   if (bpp != 8) {
-    plat::sstrAppendFormat(buffer, sizeof buffer, " %s-endian", bigEndian ? "big" : "little");
+    plat::sstrAppendPrintf(buffer, sizeof buffer, " %s-endian", bigEndian ? "big" : "little");
   }
   if (!trueColour) {
     plat::sstrAppend(buffer, " colour-map");
@@ -299,10 +299,10 @@ void PixelFormat::print(char (&buffer)[128]) const {
   }
   if (printOrdered(buffer, "rgb", *this, redShift, redMax, blueShift, blueMax)) return;
   if (printOrdered(buffer, "bgr", *this, blueShift, blueMax, redShift, redMax)) return;
-  plat::sstrAppendFormat(buffer, sizeof buffer, " rgb max %d,%d,%d shift %d,%d,%d", redMax,
+  plat::sstrAppendPrintf(buffer, sizeof buffer, " rgb max %d,%d,%d shift %d,%d,%d", redMax,
                          greenMax, blueMax, redShift, greenShift, blueShift);
   if (alphaMax) {
-    plat::sstrAppendFormat(buffer, sizeof buffer, " alpha max %d shift %d", alphaMax, alphaShift);
+    plat::sstrAppendPrintf(buffer, sizeof buffer, " alpha max %d shift %d", alphaMax, alphaShift);
   }
 }
 

@@ -30,9 +30,12 @@ TEST(SString, everyAppendCutsAtACharacterBoundary) {
       strcpy(appended, before);
       memcpy(formatted, appended, sizeof(appended));
       sstrAppend(appended, capacity, text.c_str());
-      sstrAppendFormat(formatted, capacity, "%s", text.c_str());
+      sstrAppendPrintf(formatted, capacity, "%s", text.c_str());
       EXPECT_EQ(appended, expected);
       EXPECT_EQ(formatted, expected);
+      strcpy(appended, before);
+      sstrAppendRepeat(appended, capacity, 0x20ac, 4);
+      EXPECT_EQ(appended, wholeCharacters(before + std::string("€€€€"), capacity - 1));
       EXPECT_EQ(appended[capacity], '#');
       EXPECT_EQ(formatted[capacity], '#');
     }

@@ -16,7 +16,7 @@ plat::SystemException plainFailure(int err, const char* call, const char* argume
                                    const char* reason) {
   plat::SystemException failure("", err);
   failure.message[0] = '\0';
-  plat::sstrAppendFormat(failure.message, sizeof failure.message, "%s(%s): %s", call, argument,
+  plat::sstrAppendPrintf(failure.message, sizeof failure.message, "%s(%s): %s", call, argument,
                          reason);
   return failure;
 }
@@ -27,7 +27,7 @@ Passwd::Passwd(bool byName, const char* name, uid_t uid)
     : entry(), buffer(1024, /*wipe=*/true), found(false) {
   const char* call = byName ? "getpwnam" : "getpwuid";
   char uidText[16] = "";
-  plat::sstrAppendFormat(uidText, sizeof uidText, "%u", uid);
+  plat::sstrAppendPrintf(uidText, sizeof uidText, "%u", uid);
   if (byName && !name) throw plainFailure(EINVAL, call, "<null>", "null name");
   const char* argument = byName ? name : uidText;
 
