@@ -14,7 +14,7 @@ class LArg {
 
   LArg(int newValue) : type(Type::signedInt), signedValue(newValue) {}
   LArg(unsigned newValue) : type(Type::unsignedInt), unsignedValue(newValue) {}
-  LArg(const char* newText) : type(Type::string), text(newText ? newText : "") {}
+  LArg(const char* newText) : type(Type::string), text(plat::orEmpty(newText)) {}
 
   const Type type;
   union {

@@ -75,7 +75,7 @@ ConfigParameter* Configuration::findParam(const char* paramName, bool recurse) c
 
 ConfigParameter* Configuration::getParam(const char* paramName) const {
   ConfigParameter* parameter = findParam(paramName, true);
-  if (!parameter) throw ExceptionFmt("Parameter %s not found", paramName ? paramName : "");
+  if (!parameter) throw ExceptionFmt("Parameter %s not found", orEmpty(paramName));
   return parameter;
 }
 

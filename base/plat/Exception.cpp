@@ -10,28 +10,20 @@
 
 namespace plat {
 
-namespace {
-
-const char* orEmpty(const char* text) {
-  return text ? text : "";
-}
-
-}  // namespace
-
 Exception::Exception(const char* text) : Exception(text, nullptr) {}
 
 Exception::Exception(const char* text, const char* typeName) {
   message[0] = '\0';
   name[0] = '\0';
-  sstrAppend(message, orEmpty(text));
-  sstrAppend(name, orEmpty(typeName));
+  sstrAppend(message, text);
+  sstrAppend(name, typeName);
 }
 
 Exception::~Exception() = default;
 
 void Exception::formatMessage(const char* format, va_list args) {
   message[0] = '\0';
-  if (format) sstrAppendFormat(message, sizeof(message), format, args);
+  sstrAppendFormat(message, sizeof(message), format, args);
 }
 
 ExceptionFmt::ExceptionFmt(const char* format, ...) : Exception(nullptr) {

@@ -16,10 +16,6 @@ int toInt(size_t length) {
   return length > INT_MAX ? INT_MAX : static_cast<int>(length);
 }
 
-const char* orEmpty(const char* text) {
-  return text ? text : "";
-}
-
 bool isTrimmed(char c) {
   return c == ' ' || c == '\t' || c == '\r' || c == '\n';
 }
@@ -29,11 +25,6 @@ const char* tail(const char* text, const char* suffix) {
   size_t textLength = strlen(orEmpty(text));
   size_t suffixLength = strlen(suffix);
   return suffixLength > textLength ? nullptr : orEmpty(text) + (textLength - suffixLength);
-}
-
-int compareNoCase(const char* a, const char* b) {
-  if (!a || !b) return (a ? 1 : 0) - (b ? 1 : 0);
-  return strcasecmp(a, b);
 }
 
 }  // namespace
@@ -108,6 +99,11 @@ String strDup(const char* text, int length) {
 int strCompare(const char* a, const char* b) {
   if (!a || !b) return (a ? 1 : 0) - (b ? 1 : 0);
   return strcmp(a, b);
+}
+
+int strCompareNoCase(const char* a, const char* b) {
+  if (!a || !b) return (a ? 1 : 0) - (b ? 1 : 0);
+  return strcasecmp(a, b);
 }
 
 bool startsWith(const char* text, const char* prefix) {
@@ -193,18 +189,6 @@ void addUnique(std::vector<String>& list, const char* text) {
     if (entry == text) return;
   }
   list.push_back(String(text));
-}
-
-bool LessNoCase::operator()(const String& a, const String& b) const {
-  return compareNoCase(a.get(), b.get()) < 0;
-}
-
-bool LessNoCase::operator()(const String& a, const char* b) const {
-  return compareNoCase(a.get(), b) < 0;
-}
-
-bool LessNoCase::operator()(const char* a, const String& b) const {
-  return compareNoCase(a, b.get()) < 0;
 }
 
 StringSet::StringSet(const char* list, char separator) {

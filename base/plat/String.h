@@ -12,6 +12,10 @@ namespace plat {
 // function takes it and treats it as empty unless it says otherwise. A length of
 // -1 means up to the NUL.
 
+inline const char* orEmpty(const char* text) {
+  return text ? text : "";
+}
+
 // malloc that throws std::bad_alloc instead of returning null.
 void* heapAlloc(size_t size);
 
@@ -29,7 +33,7 @@ class String {
   static String adopt(char* text);  // malloc-allocated or null
 
   const char* get() const { return text; }  // null when unset
-  const char* orEmpty() const { return text ? text : ""; }
+  const char* orEmpty() const { return plat::orEmpty(text); }
   char* data() { return text; }
   void set(const char* newText, int length = -1);
   char* release();
@@ -52,8 +56,9 @@ int strLen(const char* text);
 int strNLen(const char* text, int maximum);
 // New string of the first length bytes; null for null.
 String strDup(const char* text, int length = -1);
-// Byte order; null orders before every string. < 0, 0, > 0.
+// Byte order, or without regard to ASCII case; null orders before every string. < 0, 0, > 0.
 int strCompare(const char* a, const char* b);
+int strCompareNoCase(const char* a, const char* b);
 
 // A null prefix or suffix always matches; a null text matches only an empty one.
 bool startsWith(const char* text, const char* prefix);
@@ -79,22 +84,19 @@ uint64_t strHash(const char* text);
 // Appends a copy unless an equal entry is present (two nulls are equal).
 void addUnique(std::vector<String>& list, const char* text);
 
-struct LessString {
+// The order of a map of strings; looks up plain texts too.
+template <int (*compare)(const char*, const char*)>
+struct LessBy {
   using is_transparent = void;
-  bool operator()(const String& a, const String& b) const {
-    return strCompare(a.get(), b.get()) < 0;
-  }
-  bool operator()(const String& a, const char* b) const { return strCompare(a.get(), b) < 0; }
-  bool operator()(const char* a, const String& b) const { return strCompare(a, b.get()) < 0; }
+  struct Text {
+    Text(const String& owner) : text(owner.get()) {}
+    Text(const char* plain) : text(plain) {}
+    const char* text;
+  };
+  bool operator()(Text a, Text b) const { return compare(a.text, b.text) < 0; }
 };
-
-// Null before every other, then byte order without regard to ASCII case.
-struct LessNoCase {
-  using is_transparent = void;
-  bool operator()(const String& a, const String& b) const;
-  bool operator()(const String& a, const char* b) const;
-  bool operator()(const char* a, const String& b) const;
-};
+using LessString = LessBy<strCompare>;
+using LessNoCase = LessBy<strCompareNoCase>;
 
 // Ordered set of owned strings, compared byte by byte.
 class StringSet {

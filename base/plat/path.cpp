@@ -10,7 +10,7 @@ namespace plat {
 
 // The path without the separators at its end, "/" itself excepted.
 static std::string_view withoutTail(const char* path) {
-  std::string_view view(path ? path : "");
+  std::string_view view(orEmpty(path));
   while (view.size() > 1 && view.back() == '/') view.remove_suffix(1);
   return view;
 }
@@ -24,7 +24,7 @@ bool isAbsolute(const char* path) {
 }
 
 String normalise(const char* path, bool* wasAbsolute, bool* changed) {
-  std::string_view rest(path ? path : "");
+  std::string_view rest(orEmpty(path));
   bool absolute = isAbsolute(path);
   std::vector<std::string_view> kept;
   while (!rest.empty()) {
