@@ -1,5 +1,6 @@
 #include "base/loc/LString.h"
 
+#include <charconv>
 #include <climits>
 #include <cstring>
 #include <utility>
@@ -15,10 +16,9 @@ namespace {
 // Moves the cursor behind the digits. 0: there are none, or the number is 0.
 int positiveNumber(const char** cursor) {
   int number = 0;
-  for (; **cursor >= '0' && **cursor <= '9'; (*cursor)++) {
-    int digit = **cursor - '0';
-    number = number > (INT_MAX - digit) / 10 ? INT_MAX : number * 10 + digit;
-  }
+  const char* end = *cursor + strspn(*cursor, "0123456789");
+  if (std::from_chars(*cursor, end, number).ec == std::errc::result_out_of_range) number = INT_MAX;
+  *cursor = end;
   return number;
 }
 
@@ -95,7 +95,7 @@ void formatLoc(plat::DString& out, const char* format, std::initializer_list<LAr
                const char* file, int line) {
   bool bad = false;
   plat::DString filled("");
-  for (const char* p = format ? format : ""; *p;) {
+  for (const char* p = plat::orEmpty(format); *p;) {
     size_t plain = strcspn(p, "%");
     filled.append(p, static_cast<int>(plain));
     p += plain;
@@ -116,11 +116,7 @@ void formatLoc(plat::DString& out, const char* format, std::initializer_list<LAr
     }
   }
   out.append(filled.get());
-  if (bad) {
-    plat::DString report;
-    report.appendFormat("Bad loc string for args - %s", format);
-    reportError(report.get(), file, line);
-  }
+  if (bad) reportError(file, line, "Bad loc string for args - %s", format);
 }
 
 LString::LString(const char* key, const char* file, int line)

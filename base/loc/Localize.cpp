@@ -25,26 +25,16 @@ plat::StringParameter& localeParameter() {
 
 [[maybe_unused]] const Localize& presentFromStart = Localize::instance();
 
-void reportMissing(const char* kind, const char* key, const char* file, int line) {
-  plat::DString text;
-  text.appendFormat("%s for \"%s\"", kind, key);
-  reportError(text.get(), file, line);
-}
-
-void reportMixedUse(const char* key, const char* file, int line) {
-  plat::DString text;
-  text.appendFormat("Can't use same string as both raw and formatted - %s", key);
-  reportError(text.get(), file, line);
-}
-
 // The error when the text is missing, which is the key then.
 plat::String takeText(Translation* found, bool raw, const char* kind, const char* key,
                       const char* file, int line) {
   if (!found) {
-    reportMissing(kind, key, file, line);
+    reportError(file, line, "%s for \"%s\"", kind, key);
     return plat::String(key);
   }
-  if (!found->use(raw)) reportMixedUse(key, file, line);
+  if (!found->use(raw)) {
+    reportError(file, line, "Can't use same string as both raw and formatted - %s", key);
+  }
   return plat::String(found->getText());
 }
 
@@ -103,10 +93,7 @@ TransMap& Localize::compiledIn() {
 
 void Localize::addTranslation(const char* locale, const char* key, const char* text) {
   if (!plat::isValidUtf8(text)) {
-    plat::DString report;
-    report.appendFormat("Bad UTF-8 in %s", key);
-    reportError(report.get());
-    return;
+    return reportError(nullptr, 0, "Bad UTF-8 in %s", key);
   }
   std::lock_guard<plat::RecursiveMutex> lock(mutex);
   compiledIn().add(locale, key, text);

@@ -50,8 +50,7 @@ Translation* TransMap::findPlural(const char* key, int count) {
   for (const plat::String& locale : locales) {
     // The language's texts, in the forms of the region: "pt_PT" counts unlike "pt".
     plat::String holder = holds(locale.get()) ? locale : LocaleName(locale.get()).language;
-    plat::DString formKey;
-    formKey.appendFormat("%s_%s", key, pluralId(locale.get(), count));
+    const plat::String formKey = plat::strFormat("%s_%s", key, pluralId(locale.get(), count));
     if (Translation* found = findIn(holder.get(), formKey.get())) return found;
   }
   return nullptr;

@@ -56,9 +56,8 @@ plat::String completeLocale(const char* entry, const char* primary) {
     region = name.language == primaryName.language ? primaryName.region.get() : nullptr;
     if (!region || !*region) region = defaultRegion(name.language.orEmpty());
   }
-  plat::DString complete;
-  complete.appendFormat("%s%s%s", name.language.orEmpty(), region ? "_" : "", region ? region : "");
-  return complete.release();
+  return plat::strFormat("%s%s%s", name.language.orEmpty(), region ? "_" : "",
+                         plat::orEmpty(region));
 }
 
 void addLocales(std::vector<plat::String>& list, const char* entries, const char* primary) {
@@ -90,7 +89,7 @@ std::vector<plat::String> expandLocales(const std::vector<plat::String>& list) {
 }
 
 plat::String charSetFromName(const char* name) {
-  plat::String charSet(name ? name : "");
+  plat::String charSet(plat::orEmpty(name));
   char* end = std::remove_if(charSet.data(), charSet.data() + charSet.length(),
                              [](char c) { return c == '-' || c == '_'; });
   *end = 0;

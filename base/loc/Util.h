@@ -24,7 +24,7 @@ void addLocales(std::vector<plat::String>& list, const char* entries, const char
 // "en". Any other name that comes twice has its first place only.
 std::vector<plat::String> expandLocales(const std::vector<plat::String>& list);
 
-// The same for every spelling of a character set: case, "-" and "_" do not count, and
+// One text for every spelling of a character set: case, "-" and "_" do not count, and
 // ASCII has several names.
 plat::String charSetFromName(const char* name);
 

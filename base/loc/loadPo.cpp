@@ -146,12 +146,10 @@ void loadPo(rdr::InStream& in, const char* name, const char* locale, TransMap& m
 }
 
 void loadBuiltInStrings(const char* locale, TransMap& map) {
-  plat::DString resource;
-  resource.appendFormat("strings.%s.po", locale);
+  const plat::String resource = plat::strFormat("strings.%s.po", locale);
   plat::Resource text = plat::getResource(resource.get());
   if (!text.data || text.size <= 0) return;
-  plat::DString name;
-  name.appendFormat("built-in resource %s", resource.get());
+  const plat::String name = plat::strFormat("built-in resource %s", resource.get());
   loadSource(name.get(), [&] {
     rdr::MemInStream in(text.data, text.size);
     loadPo(in, name.get(), locale, map);
@@ -162,8 +160,7 @@ void loadBuiltInStrings(const char* locale, TransMap& map) {
 void loadStringsFile(const char* directory, const char* locale, TransMap& map) {
   // The name may come from the environment and must not lead out of the directory.
   if (strchr(locale, '/')) return;
-  plat::DString path;
-  path.appendFormat("%s%cstrings.%s.po", directory, '/', locale);
+  const plat::String path = plat::strFormat("%s/strings.%s.po", directory, locale);
   loadSource(path.get(), [&] {
     if (!plat::fileExists(path.get())) return false;
     rdr::FileInStream in(path.get(), 0);

@@ -18,8 +18,12 @@ void setAbortOnError(bool on) {
   abortOnError = on;
 }
 
-void reportError(const char* text, const char* file, int line) {
-  plat::DString report(text);
+void reportError(const char* file, int line, const char* format, ...) {
+  plat::DString report;
+  va_list args;
+  va_start(args, format);
+  report.appendFormatV(format, args);
+  va_end(args);
   if (file) report.appendFormat(" (%s:%d)", file, line);
   log.error("%s", report.orEmpty());
   if (abortOnError) {

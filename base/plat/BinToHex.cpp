@@ -1,9 +1,7 @@
 #include "base/plat/BinToHex.h"
 
-#include <climits>
-#include <new>
-
 #include "base/plat/Assertion.h"
+#include "base/plat/DString.h"
 
 namespace plat {
 
@@ -14,16 +12,15 @@ char hexChar(int i) {
 
 String binToHex(const void* data, int length) {
   if (!data || length < 0) length = 0;
-  if (length > INT_MAX / 2) throw std::bad_alloc();
   const unsigned char* bytes = static_cast<const unsigned char*>(data);
-  char* text = static_cast<char*>(heapAlloc(size_t{2} * length + 1));
-  char* out = text;
+  DString text;
+  // Once and for all: what is converted may be a secret, and a block given up stays.
+  text.reserve(int64_t{2} * length + 1);
   for (int i = 0; i < length; i++) {
-    *out++ = hexChar(bytes[i] >> 4);
-    *out++ = hexChar(bytes[i] & 15);
+    const char digits[] = {hexChar(bytes[i] >> 4), hexChar(bytes[i] & 15)};
+    text.appendBytes(digits, sizeof digits);
   }
-  *out = 0;
-  return String::adopt(text);
+  return text.release();
 }
 
 }  // namespace plat

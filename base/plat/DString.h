@@ -2,34 +2,44 @@
 
 #include <cstdarg>
 #include <cstdint>
+#include <cstring>
 
-#include "base/plat/Exception.h"
 #include "base/plat/MBuf.h"
 #include "base/plat/String.h"
+#include "base/plat/printfFormat.h"
 
 namespace plat {
 
 // Growable string, NUL-terminated once anything was stored. Growth goes to the
-// smallest power of two that holds the request, at least 8 bytes.
+// smallest power of two that holds the request, at least 8 bytes; above 1 GiB it throws
+// std::bad_alloc.
 class DString {
  public:
   DString() = default;
   explicit DString(const char* text) { append(text); }
   DString(const DString& other);
-  DString(DString&& other) noexcept;
+  DString(DString&& other) noexcept { swap(other); }
   DString& operator=(DString other) noexcept;
-  ~DString();
+  ~DString() { free(data); }
 
   const char* get() const { return data; }  // null when nothing was ever stored
-  const char* orEmpty() const { return data ? data : ""; }
-  int length() const { return strLen(data); }
+  const char* orEmpty() const { return plat::orEmpty(data); }
+  int length() const { return used; }
   void clear();      // keeps the memory
   String release();  // leaves this empty
 
   // Makes room for `size` bytes, the NUL included.
-  void reserve(int size);
+  void reserve(int64_t size) { enlarge(size); }
   // A null text does nothing. The text may lie in this string.
   void append(const char* text, int length = -1);
+  // Exactly `count` >= 0 bytes, which may lie in this string. NULs among them are text here,
+  // but end it for every operation below.
+  void appendBytes(const char* bytes, int count) {
+    if (count >= capacity - used) return growByBytes(bytes, count);
+    memcpy(data + used, bytes, static_cast<unsigned>(count));
+    used += count;
+    data[used] = 0;
+  }
   // The arguments must not point into this string. What vsnprintf() refuses, such as
   // a wide character that the locale lacks, appends nothing.
   void appendFormat(const char* format, ...) PLAT_PRINTF(2, 3);
@@ -51,14 +61,17 @@ class DString {
   void wordWrap(int width, int indent);
 
  private:
-  // Makes room for `size` bytes and returns the old block when there is a new
-  // one. Throws std::bad_alloc above 1 GiB.
+  // Makes room for `size` bytes and returns the old block when there is a new one.
   String enlarge(int64_t size);
-  // Overwrites from the byte `at` (<= the text's length) on; returns the new length.
-  int writeAt(int at, const char* text, int length);
+  void growByBytes(const char* bytes, int count);
+  void swap(DString& other) noexcept;
 
   char* data = nullptr;
   int capacity = 0;  // bytes
+  int used = 0;      // the NUL behind them does not count
 };
+
+// A text of its own, as DString::appendFormat makes it.
+String strFormat(const char* format, ...) PLAT_PRINTF(1, 2);
 
 }  // namespace plat

@@ -17,10 +17,7 @@ static const LogSrc::Listed listed(log);
 static RecursiveMutex loaderMutex;
 
 static String notFound(const char* functions, const char* libraries) {
-  DString text;
-  text.appendFormat("Function %s not found in %s library", functions ? functions : "",
-                    libraries ? libraries : "");
-  return text.release();
+  return strFormat("Function %s not found in %s library", orEmpty(functions), orEmpty(libraries));
 }
 
 DynamicFnLoadFailed::DynamicFnLoadFailed(const char* functions, const char* libraries)
@@ -46,14 +43,10 @@ DynamicFn::DynamicFn(const char* libraries, const char* functions, bool exactNam
 
 bool DynamicFn::tryItem(const char* item, char* versions, const char* functions, bool exactName) {
   if (exactName) return tryFile(item, functions);
-  DString fileName;
-  fileName.appendFormat("lib%s.so", item);
-  if (!versions) return tryFile(fileName.get(), functions);
+  if (!versions) return tryFile(strFormat("lib%s.so", item).get(), functions);
   Splitter list(versions);
   while (const char* version = list.next(',')) {
-    fileName.clear();
-    fileName.appendFormat("lib%s.so.%s", item, version);
-    if (tryFile(fileName.get(), functions)) return true;
+    if (tryFile(strFormat("lib%s.so.%s", item, version).get(), functions)) return true;
   }
   return false;
 }

@@ -6,6 +6,7 @@
 #include <new>
 #include <utility>
 
+#include "base/plat/DString.h"
 #include "base/plat/Splitter.h"
 
 namespace plat {
@@ -157,22 +158,14 @@ void toLower(String& text) {
 }
 
 void insertSeparator(String& text, const char* separator, int groupSize) {
-  size_t length = text.length();
-  if (groupSize <= 0 || length == 0) return;
-  size_t separatorLength = strLen(separator);
-  size_t size = length + (length - 1) / groupSize * separatorLength;
-  if (size > INT_MAX) throw std::bad_alloc();
-  char* grouped = static_cast<char*>(heapAlloc(size + 1));
-  char* out = grouped;
-  for (size_t i = 0; i < length; i++) {
-    if (i > 0 && i % groupSize == 0) {
-      memcpy(out, orEmpty(separator), separatorLength);
-      out += separatorLength;
-    }
-    *out++ = text.get()[i];
+  if (groupSize <= 0 || text.isEmpty()) return;
+  DString grouped;
+  const int length = text.length();
+  for (int64_t at = 0; at < length; at += groupSize) {
+    if (at > 0) grouped.append(separator);
+    grouped.append(text.get() + at, groupSize);
   }
-  *out = 0;
-  text = String::adopt(grouped);
+  text = grouped.release();
 }
 
 uint64_t strHash(const char* text) {

@@ -51,14 +51,9 @@ String normalise(const char* path, bool* wasAbsolute, bool* changed) {
 }
 
 String join(const char* first, const char* second) {
-  if (!first) first = "";
-  if (!second) second = "";
-  DString joined;
-  if (endsWith(first, "/")) {
-    joined.appendFormat("%s%s", first, second);
-  } else {
-    joined.appendFormat("%s%c%s", first, '/', second);
-  }
+  DString joined(orEmpty(first));
+  if (!endsWith(first, "/")) joined.append("/");
+  joined.append(second);
   return joined.release();
 }
 

@@ -1,10 +1,8 @@
 #include "base/plat/percentEncode.h"
 
-#include <climits>
-#include <cstdio>
 #include <cstring>
-#include <new>
 
+#include "base/plat/DString.h"
 #include "base/plat/Exception.h"
 #include "base/plat/HexToBin.h"
 
@@ -22,21 +20,16 @@ bool isKept(unsigned char byte, bool encodeHighBytes) {
 
 String percentEncode(const char* text, bool encodeHighBytes) {
   if (!text) return String();
-  size_t size = 0;
-  for (const char* p = text; *p; p++) size += isKept(*p, encodeHighBytes) ? 1 : 3;
-  if (size > INT_MAX) throw std::bad_alloc();
-  char* encoded = static_cast<char*>(heapAlloc(size + 1));
-  char* out = encoded;
+  DString encoded("");
   for (const char* p = text; *p; p++) {
     unsigned char byte = *p;
     if (isKept(byte, encodeHighBytes)) {
-      *out++ = *p;
+      encoded.appendBytes(p, 1);
     } else {
-      out += snprintf(out, 4, "%%%.2X", byte);
+      encoded.appendFormat("%%%.2X", byte);
     }
   }
-  *out = 0;
-  return String::adopt(encoded);
+  return encoded.release();
 }
 
 String percentDecode(const char* text, bool plusIsSpace) {

@@ -4,13 +4,11 @@
 
 #include <algorithm>
 #include <bit>
-#include <climits>
 #include <cstring>
-#include <new>
 
 #include "base/plat/ConfigParameter.h"
+#include "base/plat/DString.h"
 #include "base/plat/Exception.h"
-#include "base/plat/NonCopyable.h"
 
 namespace plat {
 
@@ -39,47 +37,9 @@ int nextChar(const char** cursor, const char* end) {
   return first < 0x80 ? first : decodeUtf8Char(first, cursor, available);
 }
 
-// Output of a conversion; may contain NULs, unlike the text of a DString.
-class Output : private NonCopyable {
- public:
-  explicit Output(size_t size) : data(static_cast<char*>(heapAlloc(size))), capacity(size) {}
-  ~Output() { free(data); }
-
-  size_t size() const { return length; }
-  void put(char byte) { put(&byte, 1); }
-  void put(const char* bytes, size_t count) {
-    if (count > capacity - length) grow(length + count);
-    memcpy(data + length, bytes, count);
-    length += count;
-  }
-  String finish(int* outLength = nullptr) {
-    if (length >= INT_MAX) throw std::bad_alloc();
-    put('\0');
-    if (outLength) *outLength = static_cast<int>(length) - 1;
-    char* text = data;
-    data = nullptr;
-    return String::adopt(text);
-  }
-
- private:
-  void grow(size_t least) {
-    size_t bigger = std::max(least, capacity + capacity / 2);
-    char* block = static_cast<char*>(heapAlloc(bigger));
-    memcpy(block, data, length);
-    free(data);
-    data = block;
-    capacity = bigger;
-  }
-
-  char* data;
-  size_t capacity;
-  size_t length = 0;
-};
-
-bool convertsNothing(const char* text, int* outLength) {
-  if (text) return false;
-  if (outLength) *outLength = 0;
-  return true;
+String finish(DString& out, int* outLength) {
+  if (outLength) *outLength = out.length();
+  return out.release();
 }
 
 }  // namespace
@@ -136,48 +96,49 @@ String fixUtf8(const char* begin, const char* end, int maxBytes) {
   if (!begin) return String();
   size_t length = end ? strnlen(begin, end - begin) : strlen(begin);
   if (maxBytes >= 0) length = std::min<size_t>(length, maxBytes);
-  Output out(length + 1);
+  DString out;
+  out.reserve(length + 1);
   for (const char* p = begin; p != end && *p;) {
     const char* bytes = p;
     int value = nextChar(&p, end);
-    size_t count = p - bytes;
+    int count = static_cast<int>(p - bytes);
     if (value < 0) {
       bytes = replacementCharacter;
       count = 3;
     }
-    if (maxBytes >= 0 && out.size() + count > static_cast<size_t>(maxBytes)) break;
-    out.put(bytes, count);
+    if (maxBytes >= 0 && count > maxBytes - out.length()) break;
+    out.appendBytes(bytes, count);
   }
-  return out.finish();
+  return out.release();
 }
 
 String utf8ToLatin1(const char* text, int length, int* outLength) {
-  if (convertsNothing(text, outLength)) return String();
+  DString out;
+  if (!text) return finish(out, outLength);
   const char* end = text + (length < 0 ? strlen(text) : static_cast<size_t>(length));
-  size_t characters = 0;
+  int64_t characters = 0;
   for (const char* p = text; p != end; characters++) nextChar(&p, end);
-  Output out(characters + 1);
+  out.reserve(characters + 1);
   for (const char* p = text; p != end;) {
     int value = nextChar(&p, end);
-    if (value == 0x20ac) {
-      out.put('\x80');
-    } else {
-      out.put(value >= 0 && value < 256 ? static_cast<char>(value) : '?');
-    }
+    if (value == 0x20ac) value = 0x80;
+    const char byte = value >= 0 && value < 256 ? static_cast<char>(value) : '?';
+    out.appendBytes(&byte, 1);
   }
-  return out.finish(outLength);
+  return finish(out, outLength);
 }
 
 String latin1ToUtf8(const char* text, int length, int* outLength) {
-  if (convertsNothing(text, outLength)) return String();
+  DString out;
+  if (!text) return finish(out, outLength);
   size_t bytes = length < 0 ? strlen(text) : static_cast<size_t>(length);
-  Output out(bytes + bytes / 2 + 1);
+  out.reserve(bytes + bytes / 2 + 1);
   for (size_t i = 0; i < bytes; i++) {
     unsigned char byte = text[i];
     char encoded[4];
-    out.put(encoded, encodeUtf8Char(byte == 0x80 ? 0x20ac : byte, encoded));
+    out.appendBytes(encoded, encodeUtf8Char(byte == 0x80 ? 0x20ac : byte, encoded));
   }
-  return out.finish(outLength);
+  return finish(out, outLength);
 }
 
 int utf8DisplayWidth(const char* begin, const char* end) {
@@ -204,7 +165,8 @@ int utf8ClampRange(const char* text, int* start, int* length) {
 
 String escapeUtf8(const char* text, char escapeChar) {
   if (!text) return String();
-  Output out(strlen(text) * 4 + 1);
+  DString out;
+  out.reserve(static_cast<int64_t>(strlen(text)) * 4 + 1);
   for (const char* p = text; *p;) {
     const char* bytes = p;
     int value = nextChar(&p, nullptr);
@@ -213,23 +175,21 @@ String escapeUtf8(const char* text, char escapeChar) {
       for (; bytes != p; bytes++) {
         char low = *bytes & 0x7f;
         bool printable = low > 0x20 && low < 0x7f;
-        out.put(escapeChar);
-        out.put('M');
-        out.put(printable ? '-' : '^');
-        out.put(printable ? low : static_cast<char>(low ^ 0x40));
+        const char escaped[] = {escapeChar, 'M', printable ? '-' : '^',
+                                printable ? low : static_cast<char>(low ^ 0x40)};
+        out.appendBytes(escaped, sizeof escaped);
       }
     } else if (*bytes == escapeChar) {
-      out.put(escapeChar);
-      out.put(escapeChar);
+      const char doubled[] = {escapeChar, escapeChar};
+      out.appendBytes(doubled, sizeof doubled);
     } else if (value < 0x20 || value == 0x7f) {
-      out.put(escapeChar);
-      out.put('^');
-      out.put(static_cast<char>(value ^ 0x40));
+      const char escaped[] = {escapeChar, '^', static_cast<char>(value ^ 0x40)};
+      out.appendBytes(escaped, sizeof escaped);
     } else {
-      out.put(bytes, p - bytes);
+      out.appendBytes(bytes, static_cast<int>(p - bytes));
     }
   }
-  return out.finish();
+  return out.release();
 }
 
 }  // namespace plat

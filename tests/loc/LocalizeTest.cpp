@@ -3,11 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <clocale>
+#include <csignal>
 #include <cstdlib>
 #include <string>
 #include <thread>
 
 #include "base/loc/LocaleSetter.h"
+#include "base/loc/report.h"
 #include "base/plat/builtInResource.h"
 #include "tests/loc/texts.h"
 #include "tests/support/CapturedLog.h"
@@ -31,6 +33,16 @@ TEST(Localize, textsFollowTheParameterAndFallBackToEnglish) {
   // The form of the region, the text of "pt".
   EXPECT_STREQ(Localize::instance().localizePlural("loc_period_hour", 0, nullptr, 0).get(),
                "%D horas");
+}
+
+TEST(Localize, anyErrorEndsTheProcessOnDemand) {
+  EXPECT_EXIT(
+      {
+        loc::setAbortOnError(true);
+        Localize::instance().localize("test_gone", "file.cpp", 7, true);
+      },
+      testing::KilledBySignal(SIGABRT),
+      "^Missing translation for \"test_gone\" \\(file.cpp:7\\)\nAborting\n$");
 }
 
 TEST(Localize, resourcesAndDirectoriesReplaceWhatComesBefore) {

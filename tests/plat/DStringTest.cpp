@@ -4,6 +4,7 @@
 
 #include <clocale>
 #include <string>
+#include <utility>
 
 using namespace plat;
 
@@ -76,6 +77,36 @@ TEST(DString, wrapsWords) {
     EXPECT_STREQ(text.get(), row.expected);
   }
   setlocale(LC_CTYPE, "C");
+}
+
+TEST(DString, everyOperationLeavesItsLengthAtTheNul) {
+  struct {
+    void (*change)(DString&);
+    const char* expected;
+  } rows[] = {{[](DString& t) { t.append("x\0y", 3); }, "a b\xffx"},
+              {[](DString& t) { t.appendFormat("%s%c%s", "x", 0, "y"); }, "a b\xffx"},
+              {[](DString& t) { t.appendRepeat(0, 3); }, "a b\xff"},
+              {[](DString& t) { t.appendRepeat(0x20ac, 2); }, "a b\xff€€"},
+              {[](DString& t) { t.replace(1, 3, "xyz", 1); }, "ax\xff"},
+              {[](DString& t) { t.replaceAll(" ", nullptr); }, "ab\xff"},
+              {[](DString& t) { t.wordWrap(1, 0); }, "a\nb\xff"},
+              {[](DString& t) { EXPECT_TRUE(t.sanitizeUtf8()); }, "a b\xef\xbf\xbd"},
+              {[](DString& t) {
+                 t.takeFrom({reinterpret_cast<const unsigned char*>("x\0y"), 3});
+               },
+               "x"},
+              {[](DString& t) { t.clear(); }, ""},
+              {[](DString& t) { t.release(); }, ""},
+              {[](DString& t) { DString taken(std::move(t)); }, ""},
+              {[](DString& t) { t = DString("x"); }, "x"}};
+  for (auto& row : rows) {
+    DString text("a b\xff");
+    row.change(text);
+    EXPECT_EQ(text.length(), strLen(row.expected)) << row.expected;
+    text.append("!");
+    EXPECT_EQ(text.get(), std::string(row.expected) + "!");
+    EXPECT_FALSE(DString("é").sanitizeUtf8());
+  }
 }
 
 // Used to grow to 1 GiB first.

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cstring>
 #include <string>
 
@@ -39,6 +40,35 @@ TEST(String, prefixesAndSuffixes) {
     EXPECT_EQ(endsWith(row.text, row.part), row.ends);
     EXPECT_EQ(endsWithNoCase(row.text, row.part), row.endsNoCase);
   }
+}
+
+TEST(String, changesInPlace) {
+  struct {
+    void (*change)(String&);
+    const char *given, *expected;
+  } rows[] = {{[](String& t) { trimLeft(t.data()); }, " \t\r\na b ", "a b "},
+              {[](String& t) { trimRight(t.data()); }, " a b\v \t\r\n", " a b\v"},
+              {[](String& t) { trimRight(t.data()); }, " \n", ""},
+              {toUpper, "aZ1\xe4", "AZ1\xe4"},
+              {toLower, "aZ1", "az1"},
+              {[](String& t) { insertSeparator(t, ", ", 3); }, "abcdefg", "abc, def, g"},
+              {[](String& t) { insertSeparator(t, ",", 3); }, "abc", "abc"},
+              {[](String& t) { insertSeparator(t, nullptr, 1); }, "abc", "abc"},
+              {[](String& t) { insertSeparator(t, ",", 0); }, "abc", "abc"},
+              {[](String& t) { insertSeparator(t, ",", INT_MAX); }, "abc", "abc"}};
+  for (auto& row : rows) {
+    String text(row.given), null;
+    row.change(text);
+    row.change(null);
+    EXPECT_STREQ(text.get(), row.expected);
+    EXPECT_TRUE(null.isNull());
+  }
+}
+
+TEST(String, hashIsFnv1a) {
+  EXPECT_EQ(strHash(nullptr), 0xcbf29ce484222325u);
+  EXPECT_EQ(strHash("a"), 0xaf63dc4c8601ec8cu);
+  EXPECT_EQ(strHash("foobar"), 0x85944171f73967e8u);
 }
 
 TEST(StringSet, keepsEveryItemOfTheListOnceInByteOrder) {

@@ -48,10 +48,10 @@ void parseArgs(Configuration& registry, char**& argv, const HelpCallback& help) 
 void parseCommandLine(Configuration& registry, char**& argv, const HelpCallback& help) {
   parseArgs(registry, argv, help);
   if (!*argv) return;
-  DString message;
-  message.appendFormat("%s%s%s", loc::LString("plat_bad_argument", {loc::LArg(*argv)}).get(),
-                       help ? "  " : "", help ? loc::LString("plat_run_with_help").get() : "");
-  throw BadCmdLineArg(message.get());
+  throw BadCmdLineArg(
+      strFormat("%s%s%s", loc::LString("plat_bad_argument", {loc::LArg(*argv)}).get(),
+                help ? "  " : "", help ? loc::LString("plat_run_with_help").get() : "")
+          .get());
 }
 
 }  // namespace plat

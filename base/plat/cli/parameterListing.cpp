@@ -55,18 +55,14 @@ int lastLineWidth(const DString& text) {
 void printParameter(const ConfigParameter& parameter, bool showDefaults, FILE* stream, int width,
                     int nameWidth) {
   const int indent = nameWidth + 5;
+  const char* key = parameter.getLocDesc();
   DString entry;
-  if (parameter.getLocDesc()) {
-    entry.appendFormat("  %-*s - %s", nameWidth, parameter.getName(),
-                       loc::LString(parameter.getLocDesc()).get());
-  } else {
-    entry.appendFormat("  %-*s - %s", nameWidth, parameter.getName(), parameter.getDesc());
-  }
+  entry.appendFormat("  %-*s - %s", nameWidth, parameter.getName(),
+                     key ? loc::LString(key).get() : parameter.getDesc());
   entry.wordWrap(width, indent);
   if (showDefaults && !isBinary(parameter)) {
-    DString value;
-    value.appendFormat("(%s=%s)", loc::LString("plat_configuration_help_default").get(),
-                       parameter.getValueStr().orEmpty());
+    const String value = strFormat("(%s=%s)", loc::LString("plat_configuration_help_default").get(),
+                                   parameter.getValueStr().orEmpty());
     if (lastLineWidth(entry) + value.length() < width) {
       entry.appendFormat(" %s", value.get());
     } else {
@@ -122,8 +118,7 @@ void logParams(const Configuration& registry) {
     const int priority = parameter->getPriority();
     // By its priority, because that text of a binary value does not give it away.
     const String value = parameter->getValueStr(priority);
-    DString other;
-    other.appendFormat("Priority %d", priority);
+    const String other = strFormat("Priority %d", priority);
     const char* meaning = other.get();
     if (priority == 0) {
       meaning = "Default";
