@@ -6,11 +6,6 @@ namespace plat {
 
 Timer::Callback::~Callback() = default;
 
-Timer::~Timer() {
-  stop();
-  if (destroyed) *destroyed = true;
-}
-
 void Timer::start(int durationMs) {
   stop();
   TimerManager::current().start(this, durationMs);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <memory>
+
 #include "base/plat/NonCopyable.h"
 #include "base/plat/time.h"
 
@@ -21,12 +23,12 @@ class Timer : private NonCopyable {
   };
 
   explicit Timer(Callback* borrowed) : callback(borrowed) {}
-  ~Timer();
+  ~Timer() { stop(); }
 
   // Restarts a running timer. 0 or less: expires on the next pass of the timers.
   void start(int durationMs);
   void stop();
-  // Until its callback begins or it is stopped.
+  // True from its start until its callback begins or it is stopped.
   bool isRunning() const { return manager; }
   // Milliseconds, taken upwards, 0 at least; -1 while it does not run.
   int getRemaining() const;
@@ -40,7 +42,8 @@ class Timer : private NonCopyable {
   int duration = 0;  // milliseconds
   Callback* callback;
   TimerManager* manager = nullptr;  // null: stopped
-  bool* destroyed = nullptr;        // set by the destructor while the callback runs
+  // Ends with the timer, as runCallback() must learn of that.
+  const std::shared_ptr<void> life = std::make_shared<char>();
 };
 
 }  // namespace plat

@@ -1,7 +1,6 @@
 #include "base/plat/TimerManager.h"
 
 #include <algorithm>
-#include <bit>
 #include <climits>
 
 #include "base/plat/Assertion.h"
@@ -44,7 +43,7 @@ TimerManager::TimerManager(bool nested) : previous(thrInst) {
 TimerManager::~TimerManager() {
   listener = nullptr;
   while (head) stop(head);
-  while (expired.size() > 0) expired.pop()->manager = nullptr;
+  for (Timer* timer : expired) timer->manager = nullptr;
   PLAT_ASSERT(thrInst == this);
   thrInst = previous;
 }
@@ -59,7 +58,7 @@ int TimerManager::getTimeout() {
 }
 
 int TimerManager::timeoutAt(Ticks now) const {
-  if (expired.size() > 0) return 0;
+  if (!expired.empty()) return 0;
   return head ? msUntil(head->expiry, now) : -1;
 }
 
@@ -69,46 +68,25 @@ int TimerManager::processTimers() {
   if (timeout != 0) return timeout;
   while (head && head->expiry <= now) {
     Timer* timer = head;
-    expired.push(timer);
+    expired.push_back(timer);
     unlink(timer);
   }
-  while (expired.size() > 0) runCallback(expired.pop());
+  while (!expired.empty()) {
+    Timer* timer = expired.front();
+    expired.pop_front();
+    runCallback(timer);
+  }
   tellListener();
   return 0;
 }
-
-namespace {
-
-// Learns of the timer's destruction during its callback, also when callbacks of
-// the same timer are nested.
-class DestructionWatch : private NonCopyable {
- public:
-  explicit DestructionWatch(bool*& timerSlot) : slot(timerSlot), outer(timerSlot) {
-    slot = &destroyed;
-  }
-  ~DestructionWatch() {
-    if (!destroyed) {
-      slot = outer;
-    } else if (outer) {
-      *outer = true;
-    }
-  }
-  bool destroyed = false;
-
- private:
-  bool*& slot;
-  bool* outer;
-};
-
-}  // namespace
 
 void TimerManager::runCallback(Timer* timer) {
   Ticks expiry = timer->expiry;
   unsigned jumpsBefore = jumps;
   timer->manager = nullptr;
-  DestructionWatch watch(timer->destroyed);
+  const std::weak_ptr<void> life = timer->life;
   bool again = timer->callback->timerExpired(timer);
-  if (watch.destroyed || !again || timer->manager) return;
+  if (life.expired() || !again || timer->manager) return;
 
   Ticks now = readClock();
   expiry = addTicks(expiry, durationTicks(timer->duration));
@@ -141,7 +119,7 @@ void TimerManager::restartAll(Ticks now) {
     insert(timer, addTicks(now, durationTicks(timer->duration)));
     timer = following;
   }
-  for (unsigned i = 0; i < expired.size(); i++) expired.at(i)->expiry = now;
+  for (Timer* due : expired) due->expiry = now;
 }
 
 void TimerManager::tellListener() {
@@ -159,7 +137,7 @@ void TimerManager::stop(Timer* timer) {
   timer->manager = nullptr;
   bool first = head == timer;
   if (!first && !timer->prev) {
-    expired.remove(timer);
+    std::erase(expired, timer);
     return;
   }
   unlink(timer);
@@ -188,35 +166,6 @@ void TimerManager::unlink(Timer* timer) {
   (timer->prev ? timer->prev->next : head) = timer->next;
   (timer->next ? timer->next->prev : tail) = timer->prev;
   timer->next = timer->prev = nullptr;
-}
-
-void TimerManager::Queue::push(Timer* timer) {
-  if (size() == capacity) grow();
-  items[writeIndex++ & mask] = timer;
-}
-
-Timer* TimerManager::Queue::pop() {
-  return items[readIndex++ & mask];
-}
-
-void TimerManager::Queue::remove(Timer* timer) {
-  unsigned i = 0;
-  while (at(i) != timer) i++;
-  for (; i + 1 < size(); i++) at(i) = at(i + 1);
-  writeIndex--;
-}
-
-void TimerManager::Queue::grow() {
-  unsigned count = size();
-  unsigned newCapacity = std::max(8u, std::bit_floor(count + 1) * 2);
-  PLAT_ASSERT(0 < newCapacity && newCapacity <= 0x3fffffffu);
-  auto bigger = std::make_unique<Timer*[]>(newCapacity);
-  for (unsigned i = 0; i < count; i++) bigger[i] = at(i);
-  items = std::move(bigger);
-  capacity = newCapacity;
-  mask = newCapacity - 1;
-  readIndex = 0;
-  writeIndex = count;
 }
 
 }  // namespace plat

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <memory>
+#include <deque>
 
 #include "base/plat/Timer.h"
 
@@ -39,26 +39,6 @@ class TimerManager : private NonCopyable {
  private:
   friend class Timer;
 
-  // Expired timers whose callbacks are still to run. Invariant: the capacity is
-  // 0 or a power of two, mask is capacity - 1; the indices run freely.
-  class Queue {
-   public:
-    unsigned size() const { return writeIndex - readIndex; }
-    Timer*& at(unsigned i) { return items[(readIndex + i) & mask]; }
-    void push(Timer* timer);
-    Timer* pop();
-    void remove(Timer* timer);
-
-   private:
-    void grow();
-
-    unsigned capacity = 0;
-    unsigned mask = 0;
-    unsigned readIndex = 0;
-    unsigned writeIndex = 0;
-    std::unique_ptr<Timer*[]> items;
-  };
-
   Ticks readClock();
   void restartAll(Ticks now);
   int timeoutAt(Ticks now) const;
@@ -75,7 +55,7 @@ class TimerManager : private NonCopyable {
   TimerManager* previous;
   Timer* head = nullptr;  // running timers, sorted by expiry
   Timer* tail = nullptr;
-  Queue expired;
+  std::deque<Timer*> expired;  // whose callbacks are still to run
   Listener* listener = nullptr;
   unsigned jumps = 0;  // how often the clock was seen to jump
 };

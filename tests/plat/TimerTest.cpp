@@ -194,6 +194,26 @@ TEST_F(TimerTest, jumpDuringACallbackForgetsTheOldExpiries) {
   EXPECT_EQ(100, b.timer->getRemaining());
 }
 
+TEST_F(TimerTest, listenerHearsOfEveryNewFirstExpiry) {
+  struct Recorder : TimerManager::Listener {
+    void timeoutChanged(int timeoutMs) override { heard.push_back(timeoutMs); }
+    std::vector<int> heard;
+  } recorder;
+  manager.setListener(&recorder);
+  Timer &first = *add('a').timer, &second = *add('b').timer;
+  second.start(100);
+  first.start(30);
+  second.start(200);  // not the first
+  first.stop();
+  clock.advance(200);
+  EXPECT_EQ("b", pass());
+  second.start(500);
+  clock.reportJump = true;
+  manager.getTimeout();
+  manager.setListener(nullptr);
+  EXPECT_EQ((std::vector{100, 30, 200, -1, 500, 500}), recorder.heard);
+}
+
 TEST_F(TimerTest, nestedManagerTakesOverAndStopsItsTimersAtTheEnd) {
   Timer& outer = *add('o').timer;
   Timer& inner = *add('i').timer;
