@@ -133,9 +133,7 @@ int ConfigParameter::getInt() const {
 }
 
 String ConfigParameter::intToStr(int value) const {
-  DString text;
-  text.appendFormat("%d", value);
-  return text.release();
+  return strFormat("%d", value);
 }
 
 void ConfigParameter::addCallback(ParameterChangedCallback* callback) {
@@ -240,9 +238,6 @@ BoolParameter::BoolParameter(const char* name_, const char* desc_, bool defaultV
                              const char* locDesc_)
     : TypedParameter(name_, desc_, locDesc_, defaultValue, hidden_, configuration_, tagList) {}
 
-BoolParameter::BoolParameter(const BoolParameter& original, Configuration* registry)
-    : TypedParameter(original, registry) {}
-
 bool BoolParameter::parse(const char* text, bool* value) {
   static const char* const words[][2] = {
       {"0", "1"}, {"off", "on"}, {"false", "true"}, {"no", "yes"}};
@@ -285,9 +280,6 @@ IntParameter::IntParameter(const char* name_, const char* desc_, int defaultValu
       min(minimum),
       max(maximum) {}
 
-IntParameter::IntParameter(const IntParameter& original, Configuration* registry)
-    : TypedParameter(original, registry), min(original.min), max(original.max) {}
-
 bool IntParameter::setParam(const char* text, int priority) {
   int value;
   const char* cursor = text;
@@ -308,34 +300,18 @@ EnumParameter::EnumParameter(const char* name_, const char* desc_, const char* c
                              const char* tagList)
     : IntParameter(name_, desc_, defaultValue, hidden_, configuration_, 0, countNames(names_) - 1,
                    tagList),
-      names(names_) {}
-
-EnumParameter::EnumParameter(const EnumParameter& original, Configuration* registry)
-    : IntParameter(original, registry) {
-  int count = countNames(original.names);
-  std::vector<String> copies;
-  for (int i = 0; i < count; i++) copies.emplace_back(original.names[i]);
-  auto array = std::make_unique<const char*[]>(static_cast<size_t>(count) + 1);
-  for (int i = 0; i < count; i++) array[i] = copies[i].release();
-  names = array.release();
-}
-
-EnumParameter::~EnumParameter() {
-  if (!ownsStrings) return;
-  for (int i = 0; names[i]; i++) free(const_cast<char*>(names[i]));
-  delete[] names;
-}
+      names(names_, names_ + max + 1) {}
 
 bool EnumParameter::setParam(const char* text, int priority) {
   if (!text) return false;
-  for (int i = 0; names[i]; i++) {
-    if (!strcasecmp(text, names[i])) return setParam(i, priority);
+  for (int i = 0; i <= max; i++) {
+    if (!strcasecmp(text, names[i].get())) return setParam(i, priority);
   }
   return false;
 }
 
 String EnumParameter::intToStr(int value) const {
-  return value >= min && value <= max ? String(names[value]) : IntParameter::intToStr(value);
+  return value >= min && value <= max ? names[value] : IntParameter::intToStr(value);
 }
 
 std::unique_ptr<ConfigParameter> EnumParameter::clone(Configuration* registry) const {
@@ -347,9 +323,6 @@ StringParameter::StringParameter(const char* name_, const char* desc_, const cha
                                  Configuration* configuration_, const char* tagList)
     : TypedParameter(name_, desc_, locDesc_, checkedDefault(name_, defaultValue), hidden_,
                      configuration_, tagList) {}
-
-StringParameter::StringParameter(const StringParameter& original, Configuration* registry)
-    : TypedParameter(original, registry) {}
 
 bool StringParameter::setParam(const char* text, int priority) {
   if (!text) return false;
@@ -366,9 +339,6 @@ S64Parameter::S64Parameter(const char* name_, const char* desc_, const char* loc
                            const char* tagList)
     : TypedParameter(name_, desc_, locDesc_, checkedS64Default(name_, defaultValue), hidden_,
                      configuration_, tagList) {}
-
-S64Parameter::S64Parameter(const S64Parameter& original, Configuration* registry)
-    : TypedParameter(original, registry) {}
 
 bool S64Parameter::setParam(const char* text, int priority) {
   S64 value;
@@ -391,9 +361,7 @@ bool S64Parameter::setValue(S64 value, int priority) {
 }
 
 String S64Parameter::canonicalText(S64 value) {
-  DString text;
-  text.appendFormat("%s%016llx", s64Prefix, static_cast<unsigned long long>(value));
-  return text.release();
+  return strFormat("%s%016llx", s64Prefix, static_cast<unsigned long long>(value));
 }
 
 BinaryParameter::BinaryParameter(const char* name_, const char* desc_, const char* locDesc_,
@@ -402,9 +370,6 @@ BinaryParameter::BinaryParameter(const char* name_, const char* desc_, const cha
     : TypedParameter(name_, desc_, locDesc_,
                      MBuf<unsigned char>(defaultValue, defaultLength, /*wipe=*/true), hidden_,
                      configuration_, tagList) {}
-
-BinaryParameter::BinaryParameter(const BinaryParameter& original, Configuration* registry)
-    : TypedParameter(original, registry) {}
 
 bool BinaryParameter::setParam(const char* text, int priority) {
   MBuf<unsigned char> bytes(0, /*wipe=*/true);

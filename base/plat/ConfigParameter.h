@@ -4,6 +4,7 @@
 #include <list>
 #include <map>
 #include <memory>
+#include <vector>
 
 #include "base/plat/MBuf.h"
 #include "base/plat/NonCopyable.h"
@@ -27,13 +28,12 @@ class ParameterChangedCallback {
 // registry, and names compare without regard to case. Names that begin with "_"
 // are for debugging. Not thread-safe: read and write on the main thread.
 //
-// Priorities: 0 default (always present), 10 preference, 30 and above policy,
-// which a parameter with the tag "noPolicy" refuses (from 30 on).
+// Priorities: 0 default (always present), 10 preference, 30 and above policy, which a
+// parameter with the tag "noPolicy" refuses.
 class ConfigParameter : public NonCopyable {
  public:
   virtual ~ConfigParameter();
-  // False: refused, the values are unchanged. What text a class takes is said
-  // there.
+  // False: refused, the values are unchanged. Each class says what text it takes.
   virtual bool setParam(const char* text, int priority) = 0;
   // Priority 0 is never removed. `notify` tells the callbacks.
   virtual void unsetParam(int priority, bool notify = true) = 0;
@@ -54,8 +54,6 @@ class ConfigParameter : public NonCopyable {
   const char* getDesc() const { return desc; }        // English, may be null
   const char* getLocDesc() const { return locDesc; }  // key of a text, may be null
   bool isHidden() const { return hidden; }
-  const StringSet& getTags() const { return tags; }
-  Configuration* getConfiguration() const { return configuration; }
   ConfigParameter* getNext() const { return next; }  // constructed before this one
 
   // Callbacks are borrowed and called in the order of adding. They may add and
@@ -138,7 +136,7 @@ class BoolParameter : public TypedParameter<bool> {
   operator bool() const { return getValue(); }
 
  protected:
-  BoolParameter(const BoolParameter& original, Configuration* registry);
+  using TypedParameter::TypedParameter;  // for clones
 };
 
 // Text: one whole integer, base 0, within [minimum, maximum].
@@ -153,12 +151,11 @@ class IntParameter : public TypedParameter<int> {
   int getInt() const override { return getValue(); }
   const char* getTypeName() const override { return "int"; }
   std::unique_ptr<ConfigParameter> clone(Configuration* registry) const override;
-  int getMin() const { return min; }
-  int getMax() const { return max; }
   operator int() const { return getValue(); }
 
  protected:
-  IntParameter(const IntParameter& original, Configuration* registry);
+  IntParameter(const IntParameter& original, Configuration* registry)
+      : TypedParameter(original, registry), min(original.min), max(original.max) {}
 
   int min, max;  // inclusive
 };
@@ -166,22 +163,21 @@ class IntParameter : public TypedParameter<int> {
 // Text: one of the names, without regard to case; the value is its index.
 class EnumParameter : public IntParameter {
  public:
-  // names: borrowed, static, ended by a null.
+  // names: an array that ends with a null.
   EnumParameter(const char* name, const char* desc, const char* const* names, int defaultValue,
                 bool hidden = false, Configuration* configuration = nullptr,
                 const char* tags = nullptr);
-  ~EnumParameter() override;
   using IntParameter::setParam;
   bool setParam(const char* text, int priority) override;
   const char* getTypeName() const override { return "enum"; }
   std::unique_ptr<ConfigParameter> clone(Configuration* registry) const override;
   String intToStr(int value) const override;
-  const char* const* getNames() const { return names; }
 
  protected:
-  EnumParameter(const EnumParameter& original, Configuration* registry);
+  EnumParameter(const EnumParameter& original, Configuration* registry)
+      : IntParameter(original, registry), names(original.names) {}
 
-  const char* const* names;  // a clone owns the array and its strings
+  const std::vector<String> names;
 };
 
 // Text: any valid UTF-8; otherwise throws plat::BadUtf8. Null is refused.
@@ -197,7 +193,7 @@ class StringParameter : public TypedParameter<String> {
   std::unique_ptr<ConfigParameter> clone(Configuration* registry) const override;
 
  protected:
-  StringParameter(const StringParameter& original, Configuration* registry);
+  using TypedParameter::TypedParameter;  // for clones
 };
 
 // Text: "int64:" and 16 hexadecimal digits, big-endian, kept as given; or the bare
@@ -217,7 +213,7 @@ class S64Parameter : public TypedParameter<String> {
   static String canonicalText(S64 value);
 
  protected:
-  S64Parameter(const S64Parameter& original, Configuration* registry);
+  using TypedParameter::TypedParameter;  // for clones
 };
 
 // Text: hexadecimal, any even length. Shown as "<binary>" in the log and for one
@@ -239,7 +235,7 @@ class BinaryParameter : public TypedParameter<MBuf<unsigned char>> {
   using TypedParameter::getValue;
 
  protected:
-  BinaryParameter(const BinaryParameter& original, Configuration* registry);
+  using TypedParameter::TypedParameter;  // for clones
 };
 
 extern template class TypedParameter<bool>;

@@ -27,7 +27,6 @@ class ParameterAlias {
   virtual bool expand(const char* value, int priority, Values& out) const;
 
   const char* getName() const { return name.get(); }
-  const std::vector<String>& getTargets() const { return targets; }
 
  protected:
   String name;

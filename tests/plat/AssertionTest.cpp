@@ -40,6 +40,13 @@ TEST(AssertionDeathTest, failureAndBackTraceAreLogged) {
       "0 Assertion stacktrace:  1 [^\n]+\n(0 Assertion stacktrace: [ 0-9][0-9] [^\n]+\n)+$");
 }
 
+TEST(Assertion, warningIsLogged) {
+  CapturedLog captured("Assertion:captured:0");
+  assertionWarning(AssertionFail("p", "F", 95));
+  EXPECT_EQ(captured.lines,
+            std::vector<std::string>{"0 Assertion Warning: Assertion 'p' failed at F:95"});
+}
+
 TEST(AssertionDeathTest, secondFailureAbortsAtOnce) {
   for (auto onWrite : {+[] { PLAT_ASSERT(false); }, +[] { throw Exception("log"); }}) {
     EXPECT_EXIT(failWith(onWrite), testing::KilledBySignal(SIGABRT),

@@ -2,6 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <set>
+#include <string>
+
+#include "tests/support/thrownBy.h"
+
 using namespace plat;
 
 namespace {
@@ -34,6 +40,35 @@ TEST(Configuration, findParamGoesNewestFirstThenDepthFirst) {
     EXPECT_EQ(tree.parent.findParam("p", true), &newer);
   }
   EXPECT_EQ(tree.parent.findParam("p", true), &older);
+}
+
+TEST(Configuration, typedLookupsTakeTheirTypeOnly) {
+  Configuration all("All");
+  const char* const names[] = {"Name", nullptr};
+  BoolParameter b("Bool", "d", true, false, &all);
+  IntParameter i("Int", "d", 0, false, &all);
+  StringParameter s("String", "d", nullptr, "", false, &all);
+  EnumParameter e("Enum", "d", names, 0, false, &all);
+  S64Parameter s64("S64", "d", nullptr, "int64:0000000000000000", false, &all);
+  BinaryParameter bin("Binary", "d", nullptr, nullptr, 0, false, &all);
+  const struct {
+    std::function<ConfigParameter*(const char*)> get;
+    std::set<const ConfigParameter*> taken;
+  } lookups[] = {{[&](auto name) { return all.getBoolParam(name); }, {&b}},
+                 {[&](auto name) { return all.getIntParam(name); }, {&i, &e}},
+                 {[&](auto name) { return all.getStringParam(name); }, {&s}},
+                 {[&](auto name) { return all.getEnumParam(name); }, {&e}},
+                 {[&](auto name) { return all.getS64Param(name); }, {&s64}},
+                 {[&](auto name) { return all.getBinaryParam(name); }, {&bin}}};
+  for (auto& lookup : lookups) {
+    for (ConfigParameter* p = all.getParams(); p; p = p->getNext()) {
+      const std::string thrown = fakes::thrownBy([&] { EXPECT_EQ(lookup.get(p->getName()), p); });
+      EXPECT_EQ(thrown.substr(0, 28), lookup.taken.count(p) ? "" : "AssertionFail: Assertion 'p'")
+          << p->getName();
+    }
+    EXPECT_EQ(fakes::thrownBy([&] { lookup.get("Gone"); }), ": Parameter Gone not found");
+  }
+  EXPECT_TRUE(all.getBool("BOOL", false) && all.getBool("Gone", true));
 }
 
 TEST(Configuration, setParamStopsAtTheFirstThatTakesIt) {

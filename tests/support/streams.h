@@ -12,6 +12,7 @@
 #include "base/rdr/BufferedNonBlockableInStream.h"
 #include "base/rdr/Exceptions.h"
 #include "base/rdr/MemOutStream.h"
+#include "tests/support/thrownBy.h"
 
 namespace fakes {
 
@@ -82,16 +83,5 @@ class FailingOut : public ChokedOut {
     return ChokedOut::writeData(buf, len, needWrite);
   }
 };
-
-// Runs the action; returns "<name>: <message>" of what it throws, "" when nothing.
-template <class Action>
-std::string thrownBy(Action action) {
-  try {
-    action();
-  } catch (const plat::Exception& e) {
-    return std::string(e.name) + ": " + e.message;
-  }
-  return "";
-}
 
 }  // namespace fakes
