@@ -45,26 +45,22 @@ void FilePtr::open(const char* name, FileMode mode, int flags) {
     return;
   }
 
-  int openFlags = O_RDONLY;
-  const char* stdioMode = "r";
+  struct How {
+    int openFlags;
+    const char* stdioMode;
+  } how{O_RDONLY, "r"};
   if (mode == FileMode::write) {
-    bool append = flags & openAppend;
-    openFlags = O_WRONLY | O_CREAT | (append ? O_APPEND : O_TRUNC);
-    stdioMode = append ? "a" : "w";
+    how = flags & openAppend ? How{O_WRONLY | O_CREAT | O_APPEND, "a"}
+                             : How{O_WRONLY | O_CREAT | O_TRUNC, "w"};
   } else if (mode == FileMode::readWrite) {
-    bool truncate = flags & openTruncate;
-    openFlags = O_RDWR;
-    if (truncate) {
-      openFlags |= O_CREAT | O_TRUNC;
-    } else if (flags & openCreate) {
-      openFlags |= O_CREAT;
-    }
-    stdioMode = truncate ? "w+" : "r+";
+    how = flags & openTruncate ? How{O_RDWR | O_CREAT | O_TRUNC, "w+"}
+          : flags & openCreate ? How{O_RDWR | O_CREAT, "r+"}
+                               : How{O_RDWR, "r+"};
   }
 
-  int fd = ::open(name, openFlags | O_CLOEXEC, flags & openPrivate ? 0600 : 0664);
+  int fd = ::open(name, how.openFlags | O_CLOEXEC, flags & openPrivate ? 0600 : 0664);
   if (fd >= 0) {
-    file = fdopen(fd, stdioMode);
+    file = fdopen(fd, how.stdioMode);
     own = true;
   }
   if (!file) {

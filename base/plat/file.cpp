@@ -22,47 +22,59 @@ namespace {
 constexpr mode_t permissionBits = 07777;
 constexpr int maxLinks = 20;
 
-struct stat statOrThrow(const char* message, const char* path) {
+// Throws unless the call was successful, whose error is in errno. A null path is left out.
+void check(bool success, const char* name, const char* path = nullptr) {
+  if (success) return;
+  const int err = errno;
+  if (path) throw SystemExceptionFmt("%s(%s)", err, name, path);
+  throw SystemExceptionFmt("%s", err, name);
+}
+
+struct stat statOrThrow(const char* name, const char* path) {
   struct stat info;
-  if (stat(path, &info) != 0) throw SystemExceptionFmt("%s(%s)", errno, message, path);
+  check(stat(path, &info) == 0, name, path);
   return info;
 }
 
-mode_t privateMode(const struct stat& info) {
-  return S_ISDIR(info.st_mode) ? info.st_mode & 07700 : S_IRUSR | S_IWUSR;
+// `path`: the name by which the descriptor was found, which is of the O_PATH kind then;
+// null: there is none.
+void makePrivate(int fd, const char* path, uid_t user, bool directoryOnly = false) {
+  struct stat info;
+  const char* const statName = path ? "fileMakePrivate/stat" : "fileMakePrivate/fstat";
+  check(fstat(fd, &info) == 0, statName, path);
+  errno = ELOOP;
+  check(!S_ISLNK(info.st_mode), statName, path);
+  if (directoryOnly && !S_ISDIR(info.st_mode)) return;
+  check(info.st_uid == user || fchownat(fd, "", user, -1, AT_EMPTY_PATH) == 0,
+        path ? "fileMakePrivate/chown" : "fileMakePrivate/fchown", path);
+  mode_t mode = S_ISDIR(info.st_mode) ? info.st_mode & 07700 : S_IRUSR | S_IWUSR;
+  if (mode == (info.st_mode & permissionBits)) return;
+  if (path) {
+    // fchmod() refuses a descriptor of the O_PATH kind.
+    check(chmod(strFormat("/proc/self/fd/%d", fd).get(), mode) == 0, "fileMakePrivate/chmod", path);
+  } else {
+    check(fchmod(fd, mode) == 0, "fileMakePrivate/fchmod");
+  }
 }
 
 // The descriptor pins what the name meant: it cannot become another file between
-// the calls. False when only a directory is wanted and it is none.
-bool makePrivateByName(const char* path, uid_t user, bool directoryOnly) {
+// the calls.
+void makePrivateByName(const char* path, uid_t user, bool directoryOnly) {
   OwnedFd pinned(open(path, O_PATH | O_NOFOLLOW | O_CLOEXEC));
-  struct stat info;
-  if (pinned.get() < 0 || fstat(pinned.get(), &info) != 0) {
-    throw SystemExceptionFmt("fileMakePrivate/stat(%s)", errno, path);
-  }
-  if (S_ISLNK(info.st_mode)) throw SystemExceptionFmt("fileMakePrivate/stat(%s)", ELOOP, path);
-  if (directoryOnly && !S_ISDIR(info.st_mode)) return false;
-  if (info.st_uid != user && fchownat(pinned.get(), "", user, -1, AT_EMPTY_PATH) != 0) {
-    throw SystemExceptionFmt("fileMakePrivate/chown(%s)", errno, path);
-  }
-  // fchmod() refuses a descriptor of this kind.
-  DString alias;
-  alias.appendFormat("/proc/self/fd/%d", pinned.get());
-  mode_t mode = privateMode(info);
-  if (mode != (info.st_mode & permissionBits) && chmod(alias.get(), mode) != 0) {
-    throw SystemExceptionFmt("fileMakePrivate/chmod(%s)", errno, path);
-  }
-  return true;
+  check(pinned.get() >= 0, "fileMakePrivate/stat", path);
+  makePrivate(pinned.get(), path, user, directoryOnly);
 }
 
 }  // namespace
 
 String currentDir() {
   char* dir = getcwd(nullptr, 0);
-  if (!dir) throw SystemExceptionFmt("getcwd", errno);
+  check(dir, "getcwd");
   return String::adopt(dir);
 }
 
+// Not realpath(): the limits on links and their targets, and the errors beyond them, are
+// kept the same everywhere.
 String absolutePath(const char* path) {
   PLAT_ASSERT(path[0] == '/');
   String walked(path);
@@ -90,12 +102,12 @@ String absolutePath(const char* path) {
       resolved.append("/");
       resolved.append(component, length);
       struct stat info;
-      if (lstat(resolved.get(), &info) != 0) throw SystemExceptionFmt("realpath(%s)", errno, path);
+      check(lstat(resolved.get(), &info) == 0, "realpath", path);
       if (S_ISLNK(info.st_mode)) {
         if (++links > maxLinks) throw SystemExceptionFmt("realpath(%s)", ELOOP, path);
         char target[4096];
         ssize_t n = readlink(resolved.get(), target, sizeof target);
-        if (n < 0) throw SystemExceptionFmt("realpath(%s)", errno, path);
+        check(n >= 0, "realpath", path);
         if (n == sizeof target) throw SystemExceptionFmt("realpath(%s)", EIO, path);
         DString replaced;
         if (target[0] != '/') {
@@ -125,23 +137,16 @@ bool mkDir(const char* path, bool isPrivate, bool fixExisting) {
 
 bool mkDirMatchParent(const char* path) {
   struct stat parent;
-  if (stat(dirName(path).get(), &parent) != 0) {
-    throw SystemExceptionFmt("mkDirMatchParent/stat", errno);
-  }
+  check(stat(dirName(path).get(), &parent) == 0, "mkDirMatchParent/stat");
   if (!mkDir(path, true)) return false;
   try {
     OwnedFd dir(open(path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     struct stat info;
-    if (dir.get() < 0 || fstat(dir.get(), &info) != 0) {
-      throw SystemExceptionFmt("mkDirMatchParent/stat", errno);
-    }
-    if ((info.st_uid != parent.st_uid || info.st_gid != parent.st_gid) &&
-        fchown(dir.get(), parent.st_uid, parent.st_gid) != 0) {
-      throw SystemExceptionFmt("mkDirMatchParent/chown", errno);
-    }
-    if (fchmod(dir.get(), parent.st_mode & permissionBits) != 0) {
-      throw SystemExceptionFmt("mkDirMatchParent/chmod", errno);
-    }
+    check(dir.get() >= 0 && fstat(dir.get(), &info) == 0, "mkDirMatchParent/stat");
+    check((info.st_uid == parent.st_uid && info.st_gid == parent.st_gid) ||
+              fchown(dir.get(), parent.st_uid, parent.st_gid) == 0,
+          "mkDirMatchParent/chown");
+    check(fchmod(dir.get(), parent.st_mode & permissionBits) == 0, "mkDirMatchParent/chmod");
   } catch (Exception&) {
     // Otherwise the next attempt would take the half-made directory for a good one.
     rmdir(path);
@@ -151,18 +156,18 @@ bool mkDirMatchParent(const char* path) {
 }
 
 void rmDir(const char* path) {
-  if (rmdir(path) != 0) throw SystemExceptionFmt("rmDir(%s)", errno, path);
+  check(rmdir(path) == 0, "rmDir", path);
 }
 
 void chDir(const char* path) {
-  if (chdir(path) != 0) throw SystemExceptionFmt("chDir(%s)", errno, path);
+  check(chdir(path) == 0, "chDir", path);
 }
 
 bool fileExists(const char* path) {
   struct stat info;
-  if (stat(path, &info) == 0) return true;
-  if (errno == ENOENT || errno == ENOTDIR) return false;
-  throw SystemExceptionFmt("fileExists(%s)", errno, path);
+  bool exists = stat(path, &info) == 0;
+  check(exists || errno == ENOENT || errno == ENOTDIR, "fileExists", path);
+  return exists;
 }
 
 S64 fileGetSize(const char* path) {
@@ -176,19 +181,17 @@ Ticks fileGetTime(const char* path) {
 void fileSetTime(const char* path, Ticks modified) {
   timespec time = toTimespec(modified);
   const timespec times[] = {time, time};
-  if (utimensat(AT_FDCWD, path, times, 0) != 0) {
-    throw SystemExceptionFmt("fileSetTime(%s)", errno, path);
-  }
+  check(utimensat(AT_FDCWD, path, times, 0) == 0, "fileSetTime", path);
 }
 
 int fileOpenFd(const char* path, int flags, mode_t mode) {
   int fd = open(path, flags | O_CLOEXEC, mode);
-  if (fd < 0) throw SystemExceptionFmt("fileOpenFd(%s)", errno, path);
+  check(fd >= 0, "fileOpenFd", path);
   return fd;
 }
 
 void fileRemove(const char* path) {
-  if (unlink(path) != 0) throw SystemExceptionFmt("fileRemove(%s)", errno, path);
+  check(unlink(path) == 0, "fileRemove", path);
 }
 
 void fileRename(const char* from, const char* to) {
@@ -196,15 +199,7 @@ void fileRename(const char* from, const char* to) {
 }
 
 void fileMakePrivate(int fd, uid_t user) {
-  struct stat info;
-  if (fstat(fd, &info) != 0) throw SystemExceptionFmt("fileMakePrivate/fstat", errno);
-  if (info.st_uid != user && fchown(fd, user, -1) != 0) {
-    throw SystemExceptionFmt("fileMakePrivate/fchown", errno);
-  }
-  mode_t mode = privateMode(info);
-  if (mode != (info.st_mode & permissionBits) && fchmod(fd, mode) != 0) {
-    throw SystemExceptionFmt("fileMakePrivate/fchmod", errno);
-  }
+  makePrivate(fd, nullptr, user);
 }
 
 void fileMakePrivate(const char* path, uid_t user) {
@@ -213,20 +208,18 @@ void fileMakePrivate(const char* path, uid_t user) {
 
 void fileMakeSticky(const char* path) {
   mode_t mode = statOrThrow("fileMakeSticky/stat", path).st_mode & permissionBits;
-  if (chmod(path, mode | S_ISVTX) != 0) {
-    throw SystemExceptionFmt("fileMakeSticky/chmod(%s)", errno, path);
-  }
+  check(chmod(path, mode | S_ISVTX) == 0, "fileMakeSticky/chmod", path);
 }
 
 void fileCopyPerms(const char* from, int fd) {
   mode_t mode = statOrThrow("fileCopyPerms/stat", from).st_mode & permissionBits;
-  if (fchmod(fd, mode) != 0) throw SystemExceptionFmt("fileCopyPerms/fchmod", errno);
+  check(fchmod(fd, mode) == 0, "fileCopyPerms/fchmod");
 }
 
 void checkPermissions(const char* path, std::initializer_list<uid_t> trusted) {
   struct stat info = statOrThrow("stat", path);
   struct stat linkInfo;
-  if (lstat(path, &linkInfo) != 0) throw SystemExceptionFmt("lstat(%s)", errno, path);
+  check(lstat(path, &linkInfo) == 0, "lstat", path);
   auto isTrusted = [&](uid_t user) {
     return std::find(trusted.begin(), trusted.end(), user) != trusted.end();
   };
@@ -237,47 +230,45 @@ void checkPermissions(const char* path, std::initializer_list<uid_t> trusted) {
 }
 
 void fileTruncate(int fd, S64 size) {
-  if (ftruncate(fd, size) != 0) throw SystemExceptionFmt("fileTruncate()", errno);
+  check(ftruncate(fd, size) == 0, "fileTruncate()");
 }
 
 void fileTruncate(FILE* file, S64 size) {
-  if (fflush(file) != 0) throw SystemExceptionFmt("fileTruncate()", errno);
+  check(fflush(file) == 0, "fileTruncate()");
   fileTruncate(fileno(file), size);
 }
 
 S64 fileTell(int fd) {
   S64 position = lseek(fd, 0, SEEK_CUR);
-  if (position < 0) throw SystemExceptionFmt("fileTell", errno);
+  check(position >= 0, "fileTell");
   return position;
 }
 
 S64 fileTell(FILE* file) {
   S64 position = ftello(file);
-  if (position < 0) throw SystemExceptionFmt("fileTell", errno);
+  check(position >= 0, "fileTell");
   return position;
 }
 
 void fileSeek(int fd, S64 offset, int whence) {
-  if (lseek(fd, offset, whence) < 0) throw SystemExceptionFmt("fileSeek", errno);
+  check(lseek(fd, offset, whence) >= 0, "fileSeek");
 }
 
 void fileSeek(FILE* file, S64 offset, int whence) {
-  if (fseeko(file, offset, whence) != 0) throw SystemExceptionFmt("fileSeek", errno);
+  check(fseeko(file, offset, whence) == 0, "fileSeek");
 }
 
 void fileLock(int fd, bool exclusive) {
-  while (flock(fd, exclusive ? LOCK_EX : LOCK_SH) != 0) {
-    if (errno != EINTR) throw SystemExceptionFmt("fileLock", errno);
-  }
+  while (flock(fd, exclusive ? LOCK_EX : LOCK_SH) != 0) check(errno == EINTR, "fileLock");
 }
 
 void fileUnlock(int fd) {
-  if (flock(fd, LOCK_UN) != 0) throw SystemExceptionFmt("fileUnlock", errno);
+  check(flock(fd, LOCK_UN) == 0, "fileUnlock");
 }
 
 bool fileIsSameAsFd(const char* path, int fd) {
   struct stat opened;
-  if (fstat(fd, &opened) != 0) throw SystemExceptionFmt("fileIsSameAsFd/fstat", errno);
+  check(fstat(fd, &opened) == 0, "fileIsSameAsFd/fstat");
   struct stat named = statOrThrow("fileIsSameAsFd/stat", path);
   return opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
 }
@@ -302,10 +293,8 @@ void readFully(int fd, void* data, size_t n) {
     // More than SSIZE_MAX is not defined.
     ssize_t got = read(fd, at, std::min<size_t>(n, INT_MAX));
     if (got == 0) throw Exception("End of file");
-    if (got < 0) {
-      if (errno == EINTR) continue;
-      throw SystemExceptionFmt("reading from file failed", errno);
-    }
+    check(got > 0 || errno == EINTR, "reading from file failed");
+    if (got < 0) continue;
     at += got;
     n -= got;
   }

@@ -20,9 +20,9 @@ String currentDir();
 // component must exist; more than 20 links are ELOOP.
 String absolutePath(const char* path);
 
-// Mode 0777, or 0700 when private, less the umask. True when it was made; false
-// when the path exists, as whatever. fixExisting then makes an existing
-// directory private to the effective user, as fileMakePrivate does.
+// Mode 0777, or 0700 when private, less the umask. True when it was made; false when
+// something of that name exists, which fixExisting, if it is a directory, makes private
+// to the effective user as fileMakePrivate does.
 bool mkDir(const char* path, bool isPrivate, bool fixExisting = false);
 // With the owner, group and mode of its parent. False when the path exists.
 bool mkDirMatchParent(const char* path);
@@ -39,10 +39,9 @@ int fileOpenFd(const char* path, int flags, mode_t mode = 0600);
 void fileRemove(const char* path);
 void fileRename(const char* from, const char* to);
 
-// Gives the file to the user, the group unchanged, and takes every permission
-// from group and others; a file gets mode 0600, a directory keeps the bits of its
-// owner. By name, a symbolic link is refused
-// with ELOOP: who may plant one must not choose what is given away.
+// Gives the file to the user, the group unchanged, and takes every permission from group
+// and others; a file gets mode 0600, a directory keeps the bits of its owner. By name, a
+// symbolic link is refused with ELOOP: who may plant one must not choose what is given away.
 void fileMakePrivate(int fd, uid_t user);
 void fileMakePrivate(const char* path, uid_t user);
 void fileMakeSticky(const char* path);

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,6 +13,7 @@
 
 #include "base/plat/Exception.h"
 #include "tests/support/ScratchFolder.h"
+#include "tests/support/thrownBy.h"
 
 using namespace plat;
 
@@ -125,6 +127,84 @@ TEST_F(FileTest, makePrivateGivesAwayTheFileAndNothingBehindALink) {
   give(target, 0, 0644);
   EXPECT_EQ(ELOOP, failureOf([&] { fileMakePrivate(planted.c_str(), someUser); }));
   expectOwned(target, 0, 0644);
+}
+
+TEST_F(FileTest, attributesAndNames) {
+  test::writeFile(at("file.txt"), "12345");
+  const std::string file = at("file.txt"), other = make("other");
+  give(file, someUser, 0640);
+  EXPECT_EQ(5, fileGetSize(file.c_str()));
+  fileSetTime(file.c_str(), unixEpochTicks + 5);
+  EXPECT_EQ(unixEpochTicks + 5, fileGetTime(file.c_str()));
+  give(other, someUser, 0);
+  const int fd = fileOpenFd(other.c_str(), O_RDWR);
+  fileCopyPerms(file.c_str(), fd);
+  expectOwned(other, someUser, 0640);
+  fileMakePrivate(fd, 0);
+  expectOwned(other, 0, 0600);
+  fileMakeSticky(other.c_str());
+  expectOwned(other, 0, 01600);
+  EXPECT_TRUE(fileIsSameAsFd(other.c_str(), fd));
+  EXPECT_FALSE(fileIsSameAsFd(file.c_str(), fd));
+
+  const int second = fileOpenFd(other.c_str(), O_RDWR);
+  fileLock(fd, /*exclusive=*/true);
+  EXPECT_EQ(-1, flock(second, LOCK_SH | LOCK_NB));
+  fileUnlock(fd);
+  EXPECT_EQ(0, flock(second, LOCK_SH | LOCK_NB));
+  close(second);
+  close(fd);
+
+  EXPECT_EQ(dir + "/file-1.txt", uniqueFileName(dir.c_str(), "file.txt", "-", 1).get());
+  EXPECT_EQ(dir + "/new", uniqueFileName(dir.c_str(), "new", "-", 0).get());
+  EXPECT_THROW(uniqueFileName(dir.c_str(), "other", "-", 0), Exception);
+
+  const String before = currentDir();
+  chDir(dir.c_str());
+  EXPECT_EQ(dir, currentDir().get());
+  chDir(before.get());
+}
+
+TEST_F(FileTest, failureNamesTheCallAndItsArgument) {
+  const struct {
+    void (*call)(const char* missing);
+    const char* text;  // "%" stands for the path
+  } cases[] = {
+      {[](auto path) { absolutePath(path); }, "realpath(%)"},
+      {[](auto path) { rmDir(path); }, "rmDir(%)"},
+      {[](auto path) { chDir(path); }, "chDir(%)"},
+      {[](auto path) { fileGetSize(path); }, "fileGetSize(%)"},
+      {[](auto path) { fileGetTime(path); }, "fileGetTime(%)"},
+      {[](auto path) { fileSetTime(path, 0); }, "fileSetTime(%)"},
+      {[](auto path) { fileOpenFd(path, O_RDONLY); }, "fileOpenFd(%)"},
+      {[](auto path) { fileRemove(path); }, "fileRemove(%)"},
+      {[](auto path) { fileRename(path, "x"); }, "fileRename(%,x)"},
+      {[](auto path) { fileMakePrivate(path, 0); }, "fileMakePrivate/stat(%)"},
+      {[](auto) { fileMakePrivate(-1, 0); }, "fileMakePrivate/fstat"},
+      {[](auto path) { mkDir(path, true); }, "mkDir(%)"},
+      {[](auto path) { mkDirMatchParent(path); }, "mkDirMatchParent/stat"},
+      {[](auto path) { fileCopyPerms(path, -1); }, "fileCopyPerms/stat(%)"},
+      {[](auto) { fileCopyPerms("/", -1); }, "fileCopyPerms/fchmod"},
+      {[](auto path) { fileMakeSticky(path); }, "fileMakeSticky/stat(%)"},
+      {[](auto path) { checkPermissions(path, {}); }, "stat(%)"},
+      {[](auto path) { fileIsSameAsFd(path, -1); }, "fileIsSameAsFd/fstat"},
+      {[](auto path) { fileIsSameAsFd(path, 2); }, "fileIsSameAsFd/stat(%)"},
+      {[](auto) { fileTruncate(-1, 0); }, "fileTruncate()"},
+      {[](auto) { fileTell(-1); }, "fileTell"},
+      {[](auto) { fileSeek(-1, 0); }, "fileSeek"},
+      {[](auto) { fileLock(-1); }, "fileLock"},
+      {[](auto) { fileUnlock(-1); }, "fileUnlock"},
+  };
+  const std::string missing = at("gone/below");
+  for (auto& c : cases) {
+    std::string expected = c.text;
+    if (size_t argument = expected.find('%'); argument != expected.npos) {
+      expected.replace(argument, 1, missing);
+    }
+    auto call = [&] { c.call(missing.c_str()); };
+    const SystemException error(expected.c_str(), failureOf(call));
+    EXPECT_EQ(std::string(error.name) + ": " + error.message, fakes::thrownBy(call));
+  }
 }
 
 TEST_F(FileTest, permissionsCountForTheFileAndForALinkToIt) {

@@ -22,11 +22,7 @@ class OwnedFd : private plat::NonCopyable {
   }
 
   int get() const { return fd; }
-  int release() {
-    int released = fd;
-    fd = -1;
-    return released;
-  }
+  int release() { return std::exchange(fd, -1); }
 
  private:
   int fd;
