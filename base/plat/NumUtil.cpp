@@ -7,23 +7,20 @@
 #include <type_traits>
 
 #include "base/plat/Exception.h"
+#include "base/plat/NonCopyable.h"
 
 namespace plat {
 
 namespace {
 
-class ErrnoSaver {
- public:
-  ErrnoSaver() : saved(errno) { errno = 0; }
-  ErrnoSaver(const ErrnoSaver&) = delete;
-  ErrnoSaver& operator=(const ErrnoSaver&) = delete;
+struct ErrnoSaver : private NonCopyable {
+  ErrnoSaver() { errno = 0; }
   ~ErrnoSaver() { errno = saved; }
-
- private:
-  int saved;
+  const int saved = errno;
 };
 
-// T is the type wanted, Wide the one that `convert` returns, which may be larger.
+// T is the type wanted, Wide the one that `convert` returns, which may be larger. Not
+// std::from_chars(): that knows no leading blanks, plus sign, base 0 or 0x prefix.
 template <class T, class Wide>
 bool convertNumber(T* value, const char** cursor, int base,
                    Wide (*convert)(const char*, char**, int)) {

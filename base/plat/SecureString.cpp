@@ -15,15 +15,6 @@ void wipeAndFree(char* text) {
   free(text);
 }
 
-char* duplicate(const char* text, int length) {
-  if (!text) return nullptr;
-  size_t bytes = length < 0 ? strlen(text) : strnlen(text, length);
-  char* copy = static_cast<char*>(heapAlloc(bytes + 1));
-  secureCopy(copy, text, bytes);
-  copy[bytes] = 0;
-  return copy;
-}
-
 }  // namespace
 
 void secureWipe(void* data, size_t n) {
@@ -45,8 +36,13 @@ bool secureCompare(const void* a, const void* b, size_t n) {
   return difference == 0;
 }
 
-char* secureStrDup(const char* text) {
-  return duplicate(text, -1);
+char* secureStrDup(const char* text, int length) {
+  if (!text) return nullptr;
+  size_t bytes = length < 0 ? strlen(text) : strnlen(text, length);
+  char* copy = static_cast<char*>(heapAlloc(bytes + 1));
+  secureCopy(copy, text, bytes);
+  copy[bytes] = 0;
+  return copy;
 }
 
 int secureStrCmp(const char* a, const char* b) {
@@ -69,7 +65,7 @@ SecureString::~SecureString() {
 }
 
 void SecureString::assign(const char* newText, int length) {
-  replace(duplicate(newText, length));
+  replace(secureStrDup(newText, length));
 }
 
 void SecureString::replace(char* newText) {

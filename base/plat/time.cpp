@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <charconv>
+#include <chrono>
 #include <climits>
 #include <cstring>
 
@@ -16,8 +18,10 @@ namespace plat {
 
 namespace {
 
+namespace chrono = std::chrono;
+
 constexpr int64_t unixEpochSeconds = unixEpochTicks / ticksPerSecond;  // since 1601
-constexpr int64_t maxDays = 10675200;
+constexpr chrono::sys_days originDay{chrono::year{1601} / 1 / 1};
 
 std::atomic<MonotonicSource*> monotonicSource{nullptr};
 thread_local Ticks lastReading = INT64_MIN;
@@ -29,15 +33,6 @@ int64_t floorDiv(int64_t value, int64_t divisor) {
 int64_t floorMod(int64_t value, int64_t divisor) {
   int64_t rest = value % divisor;
   return rest < 0 ? rest + divisor : rest;
-}
-
-bool isLeapYear(int year) {
-  return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
-}
-
-int daysInMonth(int year, int month) {
-  static const int days[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-  return days[month - 1] + (month == 2 && isLeapYear(year));
 }
 
 // Seconds since 1970, rounded down.
@@ -79,16 +74,12 @@ String formatIso(Ticks ticks, const tm& time, bool withMilliseconds) {
   return text.release();
 }
 
+constexpr char decimalDigits[] = "0123456789";
+
 // That many decimal digits; what follows is not looked at.
 bool parseDigits(const char* text, int count, int* value) {
-  if (!text) return false;
-  int number = 0;
-  for (int i = 0; i < count; i++) {
-    if (text[i] < '0' || text[i] > '9') return false;
-    number = number * 10 + (text[i] - '0');
-  }
-  *value = number;
-  return true;
+  if (!text || strspn(text, decimalDigits) < static_cast<size_t>(count)) return false;
+  return std::from_chars(text, text + count, *value).ec == std::errc();
 }
 
 // Nothing but that many decimal digits.
@@ -98,15 +89,13 @@ bool parseField(const char* text, int count, int* value) {
 
 // The digits behind the "." as ticks.
 bool parseFraction(const char* digits, Ticks* ticks) {
-  size_t count = strspn(digits, "0123456789");
+  size_t count = strspn(digits, decimalDigits);
   if (count == 0 || count > 12 || digits[count]) return false;
-  uint64_t value = 0;
-  uint64_t scale = 1;
-  for (size_t i = 0; i < count; i++) {
-    value = value * 10 + (digits[i] - '0');
-    scale *= 10;
-  }
-  *ticks = static_cast<Ticks>(value * ticksPerSecond / scale);
+  int64_t value = 0;
+  std::from_chars(digits, digits + count, value);
+  for (; count < 7; count++) value *= 10;
+  for (; count > 7; count--) value /= 10;
+  *ticks = value;
   return true;
 }
 
@@ -162,21 +151,17 @@ void setMonotonicSource(MonotonicSource* source) {
 }
 
 bool fromDate(int year, int month, int day, int hour, int minute, int second, Ticks* ticks) {
-  if (year < -1000000 || year > 1000000 || month < 1 || month > 12 || day < 1 ||
-      day > daysInMonth(year, month) || hour < 0 || hour > 23 || minute < 0 || minute > 59 ||
+  // The library's calendar has more years than ticks can hold.
+  if (year < int{chrono::year::min()} || year > int{chrono::year::max()} || month < 1 ||
+      month > 12 || day < 1 || day > 31 || hour < 0 || hour > 23 || minute < 0 || minute > 59 ||
       second < 0 || second > 60) {
     return false;
   }
-  auto leapDaysUntil = [](int lastYear) {
-    return floorDiv(lastYear, 4) - floorDiv(lastYear, 100) + floorDiv(lastYear, 400);
-  };
-  int64_t days = 365 * (int64_t{year} - 1601) + leapDaysUntil(year - 1) - leapDaysUntil(1600);
-  for (int m = 1; m < month; m++) days += daysInMonth(year, m);
-  days += day - 1;
-  if (days < -maxDays || days > maxDays) return false;
+  const chrono::year_month_day date = chrono::year{year} / month / day;
+  int64_t days = (chrono::sys_days{date} - originDay).count();
   int64_t seconds = ((days * 24 + hour) * 60 + minute) * 60 + second;
   Ticks result;
-  if (__builtin_mul_overflow(seconds, ticksPerSecond, &result)) return false;
+  if (!date.ok() || __builtin_mul_overflow(seconds, ticksPerSecond, &result)) return false;
   *ticks = result;
   return true;
 }
@@ -191,32 +176,19 @@ Ticks fromDate(int year, int month, int day, int hour, int minute, int second) {
 }
 
 tm toUtc(Ticks ticks) {
-  int64_t days = floorDiv(ticks, ticksPerDay);
+  const chrono::sys_days day = originDay + chrono::days{floorDiv(ticks, ticksPerDay)};
+  const chrono::year_month_day date{day};
   int seconds = static_cast<int>(floorMod(ticks, ticksPerDay) / ticksPerSecond);
   tm time{};
+  time.tm_year = int{date.year()} - 1900;
+  time.tm_mon = static_cast<int>(unsigned{date.month()}) - 1;
+  time.tm_mday = static_cast<int>(unsigned{date.day()});
   time.tm_hour = seconds / 3600;
   time.tm_min = seconds / 60 % 60;
   time.tm_sec = seconds % 60;
-  time.tm_wday = static_cast<int>(floorMod(days + 1, 7));
+  time.tm_wday = static_cast<int>(chrono::weekday{day}.c_encoding());
+  time.tm_yday = static_cast<int>((day - chrono::sys_days{date.year() / 1 / 1}).count());
   time.tm_zone = "UTC";
-
-  // 1601 begins a cycle of 400 years. Each cycle has its longer part at the end, so
-  // the last day of one must not count as the first of another.
-  int64_t cycles400 = floorDiv(days, 146097);
-  int rest = static_cast<int>(floorMod(days, 146097));
-  int cycles100 = std::min(rest / 36524, 3);
-  rest -= cycles100 * 36524;
-  int cycles4 = rest / 1461;
-  rest -= cycles4 * 1461;
-  int years = std::min(rest / 365, 3);
-  rest -= years * 365;
-  int year = 1601 + static_cast<int>(cycles400) * 400 + cycles100 * 100 + cycles4 * 4 + years;
-  time.tm_year = year - 1900;
-  time.tm_yday = rest;
-  int month = 1;
-  while (rest >= daysInMonth(year, month)) rest -= daysInMonth(year, month++);
-  time.tm_mon = month - 1;
-  time.tm_mday = rest + 1;
   return time;
 }
 
@@ -250,7 +222,7 @@ String formatIsoWithOffset(Ticks ticks, bool withMilliseconds) {
 }
 
 bool parseIso(const char* text, Ticks* ticks) {
-  String copy(text ? text : "");
+  String copy(orEmpty(text));
   Splitter splitter(copy.data());
   const char* yearText = splitter.next('-');
   const char* monthText = splitter.next('-');
@@ -275,8 +247,7 @@ bool parseIso(const char* text, Ticks* ticks) {
     result += fraction;
   }
   if (suffix) {
-    const char* rest = splitter.rest();
-    if (!rest) rest = "";
+    const char* rest = orEmpty(splitter.rest());
     if (suffix == 'Z') {
       if (*rest) return false;
     } else {
@@ -293,13 +264,13 @@ bool parseIso(const char* text, Ticks* ticks) {
 
 Ticks parseIso(const char* text) {
   Ticks ticks;
-  if (!parseIso(text, &ticks)) throw ExceptionFmt("invalid date (%s)", text ? text : "");
+  if (!parseIso(text, &ticks)) throw ExceptionFmt("invalid date (%s)", orEmpty(text));
   return ticks;
 }
 
 String formatTime(const char* format, const tm& time) {
   DString expanded;
-  for (const char* at = format ? format : ""; *at;) {
+  for (const char* at = orEmpty(format); *at;) {
     int length = at[0] == '%' && at[1] ? 2 : 1;
     if (length == 2 && at[1] == 'Y') {
       expanded.appendFormat("%04lld", time.tm_year + 1900LL);
@@ -308,25 +279,21 @@ String formatTime(const char* format, const tm& time) {
     }
     at += length;
   }
-  for (int size = 16; size <= 1024; size *= 2) {
-    String text = String::adopt(static_cast<char*>(heapAlloc(size)));
-    if (strftime(text.data(), size, expanded.orEmpty(), &time) > 0) return text;
-  }
-  return String();
+  char text[1024];
+  bool fits = strftime(text, sizeof text, expanded.orEmpty(), &time) > 0;
+  return String(fits ? text : nullptr);
 }
 
 void sleep(Ticks ticks) {
-  // Not the clock of the time-outs: that one may be late, and a test may stop it.
+  // Not the clock of the time-outs: that one may be late, and a test may stop it. With
+  // select(), as every wait of the system, and not clock_nanosleep().
   Ticks start = clockTicks(CLOCK_MONOTONIC);
   for (Ticks passed = 0; passed < ticks; passed = clockTicks(CLOCK_MONOTONIC) - start) {
     Ticks left = ticks - passed;
+    Ticks microseconds = left / 10 + (left % 10 != 0);
     timeval wait;
-    wait.tv_sec = left / ticksPerSecond;
-    wait.tv_usec = (left % ticksPerSecond + 9) / 10;
-    if (wait.tv_usec == 1000000) {
-      wait.tv_sec++;
-      wait.tv_usec = 0;
-    }
+    wait.tv_sec = microseconds / 1000000;
+    wait.tv_usec = microseconds % 1000000;
     select(0, nullptr, nullptr, nullptr, &wait);
   }
 }

@@ -88,6 +88,14 @@ TEST(time, formatIsoCoversTheWholeRange) {
   EXPECT_STREQ("-27627-04-19T21:11:54.522", formatIso(INT64_MIN, false, true).get());
 }
 
+TEST(time, formatTimeWritesTheFullYearAndKnowsItsLimit) {
+  tm early = toUtc(fromDate(7, 2, 1, 0, 0, 0));
+  EXPECT_STREQ("0007 %Y 02%", formatTime("%Y %%Y %m%%", early).get());
+  EXPECT_STREQ("12007", formatTime("%Y", toUtc(fromDate(12007, 1, 1, 0, 0, 0))).get());
+  EXPECT_EQ(1023, formatTime(std::string(1023, 'x').c_str(), early).length());
+  EXPECT_TRUE(formatTime(std::string(1024, 'x').c_str(), early).isNull());
+}
+
 TEST(time, isoWithOffsetReadsBackAsTheSameTime) {
   String oldZone(getenv("TZ"));
   const char* cases[][2] = {{"UTC0", "1970-01-01T00:00:00+00:00"},  // POSIX: west is positive
