@@ -194,13 +194,6 @@ bool StringSet::insert(const char* text) {
   return items.insert(String(text)).second;
 }
 
-bool StringSet::erase(const char* text) {
-  auto found = items.find(text);
-  if (found == items.end()) return false;
-  items.erase(found);
-  return true;
-}
-
 bool StringSet::contains(const char* text) const {
   return items.find(text) != items.end();
 }

@@ -109,7 +109,6 @@ class StringSet {
 
   // Inserts a copy; false when it is already present.
   bool insert(const char* text);
-  bool erase(const char* text);
   bool contains(const char* text) const;
   int size() const { return static_cast<int>(items.size()); }
   const_iterator begin() const { return items.begin(); }

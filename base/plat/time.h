@@ -39,8 +39,8 @@ class MonotonicSource {
 };
 void setMonotonicSource(MonotonicSource* source);
 
-// UTC. Year -1000000 to 1000000, month 1 to 12, second 0 to 60. False when invalid
-// or out of the range of ticks.
+// UTC. Month 1 to 12, second 0 to 60. False when invalid or out of the range of ticks,
+// which ends in the years -27627 and 30828.
 bool fromDate(int year, int month, int day, int hour, int minute, int second, Ticks* ticks);
 // Throws plat::Exception "invalid date (...)".
 Ticks fromDate(int year, int month, int day, int hour, int minute, int second);

@@ -135,6 +135,8 @@ TEST_F(ConfigParameterTest, typedSettersRefuseWhatTheTextFormRefuses) {
   EXPECT_TRUE(size.setValue(9, 10) && colour.setValue(2, 10) && text.setValue(String("t"), 10));
   EXPECT_TRUE(big.setValue(String("00000000000000ff"), 10));
   EXPECT_EQ(big.getValue(), 255);
+  EXPECT_TRUE(big.setValue(S64{-2}, 10));
+  EXPECT_EQ(big.getValueStr(), "int64:fffffffffffffffe");
 }
 
 TEST_F(ConfigParameterTest, clonesOwnTheirTextsAndCopiesFollow) {

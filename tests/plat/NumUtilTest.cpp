@@ -6,6 +6,7 @@
 #include <string>
 
 #include "base/plat/Exception.h"
+#include "tests/support/thrownBy.h"
 
 using namespace plat;
 
@@ -64,11 +65,32 @@ TEST(NumUtil, wholeTextFormChecksTextAndRange) {
   }
   EXPECT_EQ(parseInt("100", 10, "bad", 0, 100), 100);
   EXPECT_EQ(parseInt("-2147483648", 10), INT_MIN);
-  EXPECT_THROW(parseUInt("4294967296", 10), BadNum);
-  EXPECT_THROW(parseUInt("4", 10, "bad", 5), BadNum);
-  EXPECT_THROW(parseS64("1 ", 10), BadNum);
-  EXPECT_THROW(parseU64("-1", 10), BadNum);
   EXPECT_EQ(parseU64("0xffffffffffffffff", 0), UINT64_MAX);
+}
+
+TEST(NumUtil, failureSaysWhatTheCallerOrTheTypeSays) {
+  const struct {
+    void (*parse)(const char** cursor);
+    const char* text;
+    const char* message;
+  } rows[] = {{[](auto c) { parseInt(*c, 10, "bad", 0, 100); }, "101", "bad"},
+              {[](auto c) { parseUInt(*c, 10, "bad", 5); }, "4", "bad"},
+              {[](auto c) { parseInt(*c, 10); }, "2147483648", "Failed to parse integer"},
+              {[](auto c) { parseUInt(*c, 10); }, "4294967296", "Failed to parse integer"},
+              {[](auto c) { parseS64(*c, 10); }, "1 ", "Failed to parse S64 integer"},
+              {[](auto c) { parseU64(*c, 10); }, "-1", "Failed to parse U64 integer"},
+              {[](auto c) { parseInt(c, 10); }, "x", "Failed to parse integer"},
+              {[](auto c) { parseUInt(c, 10); }, "-1", "Failed to parse integer"},
+              {[](auto c) { parseS64(c, 10); }, "x", "Failed to parse S64 integer"},
+              {[](auto c) { parseU64(c, 10); }, "x", "Failed to parse U64 integer"}};
+  for (auto& row : rows) {
+    const char* cursor = row.text;
+    EXPECT_EQ(fakes::thrownBy([&] { row.parse(&cursor); }), std::string(": ") + row.message);
+    EXPECT_EQ(cursor, row.text);
+  }
+  const char* cursor = "12-34+56 78";
+  EXPECT_EQ(parseInt(&cursor, 10) + parseS64(&cursor, 10), -22);
+  EXPECT_EQ(parseUInt(&cursor, 10) + parseU64(&cursor, 10), 134u);
 }
 
 }  // namespace

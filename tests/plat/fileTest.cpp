@@ -159,6 +159,16 @@ TEST_F(FileTest, attributesAndNames) {
   EXPECT_EQ(dir + "/new", uniqueFileName(dir.c_str(), "new", "-", 0).get());
   EXPECT_THROW(uniqueFileName(dir.c_str(), "other", "-", 0), Exception);
 
+  FILE* stream = fopen(file.c_str(), "r+");
+  fputs("abc", stream);  // stays in its buffer
+  EXPECT_EQ(3, fileTell(stream));
+  fileTruncate(stream, 4);
+  EXPECT_EQ("abc4", test::readFile(file));
+  fileSeek(stream, -1, SEEK_END);
+  EXPECT_EQ('4', getc(stream));
+  EXPECT_EQ(4, fileTell(stream));
+  fclose(stream);
+
   const String before = currentDir();
   chDir(dir.c_str());
   EXPECT_EQ(dir, currentDir().get());
