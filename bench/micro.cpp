@@ -190,13 +190,13 @@ void frameBytes(benchmark::State& state) {
 }
 
 // Row by row of `pixels`, as the translation calls it.
-void expandRows(benchmark::State& state, const rfb::ByteOrderOps* ops, int pixels) {
+void expandRows(benchmark::State& state, rfb::ByteOrderOp convert, int pixels) {
   const std::vector<uint8_t> rows(size_t{pageWidth} * 3 * tileSize, 0x55);
   std::vector<uint8_t> out(static_cast<size_t>(pixels) * 4 * tileSize);
   const size_t length = static_cast<size_t>(pixels);
   for (auto _ : state) {
     for (size_t y = 0; y < tileSize; ++y) {
-      ops->expand24To32(rows.data() + y * pageWidth * 3, out.data() + y * length * 4, length);
+      convert(rows.data() + y * pageWidth * 3, out.data() + y * length * 4, length);
     }
     benchmark::ClobberMemory();
   }
@@ -233,10 +233,10 @@ void registerAll() {
   for (const Kind& kind : kinds) {
     RegisterBenchmark(name("band", kind.name).c_str(), encodeBand, kind);
   }
-  for (const rfb::ByteOrderOps* ops : rfb::usableByteOrderOps()) {
+  for (const rfb::Expand24To32& version : rfb::usableExpand24To32()) {
     for (int pixels : {tileSize, pageWidth}) {
-      RegisterBenchmark(name("expand24To32", ops->name + ("/" + std::to_string(pixels))).c_str(),
-                        expandRows, ops, pixels);
+      RegisterBenchmark(name("expand24To32", version.name + ("/" + std::to_string(pixels))).c_str(),
+                        expandRows, version.convert, pixels);
     }
   }
   for (const rfb::RunScanOps* ops : rfb::usableRunScanOps()) {

@@ -6,23 +6,21 @@
 
 namespace rfb {
 
-// Reorders the bytes of a row of pixels: the conversions that need no table. Each reads
-// and writes the bytes of the row only; `in` and `out` may have any address and must not
-// overlap.
-struct ByteOrderOps {
+// Converts a row of pixels without a table. Reads and writes the bytes of the row only; `in`
+// and `out` may have any address and must not overlap.
+using ByteOrderOp = void (*)(const uint8_t* in, uint8_t* out, size_t pixels);
+
+// The fastest conversions that this processor has. Every raster page goes through the first,
+// so that it alone has more than a plain version.
+ByteOrderOp expand24To32();   // in bytes 2, 1, 0, then a zero byte
+ByteOrderOp shrink32To24();   // in bytes 2, 1, 0
+ByteOrderOp swapRedBlue32();  // in bytes 2, 1, 0, 3
+
+struct Expand24To32 {
   const char* name;
-  // in bytes 2, 1, 0, then a zero byte
-  void (*expand24To32)(const uint8_t* in, uint8_t* out, size_t pixels);
-  // in bytes 2, 1, 0
-  void (*shrink32To24)(const uint8_t* in, uint8_t* out, size_t pixels);
-  // in bytes 2, 1, 0, 3
-  void (*swapRedBlue32)(const uint8_t* in, uint8_t* out, size_t pixels);
+  ByteOrderOp convert;
 };
-
-// The fastest that this processor has.
-const ByteOrderOps& byteOrderOps();
-
 // All that this processor has: the plain one first, the fastest last.
-std::vector<const ByteOrderOps*> usableByteOrderOps();
+std::vector<Expand24To32> usableExpand24To32();
 
 }  // namespace rfb

@@ -81,13 +81,13 @@ void translateColours(const void* table, const PixelFormat& inPF, const uint8_t*
   eachRow(in, bytesOf(inStride, inBytes), out, bytesOf(outStride, outBytes), height, row);
 }
 
-template <int In, int Out, auto Row>
+template <int In, int Out, ByteOrderOp (*chooseOp)()>
 void translateBytes(const void*, const PixelFormat&, const uint8_t* in, int inStride,
                     const PixelFormat&, uint8_t* out, int outStride, int width, int height) {
   if (width <= 0) return;
-  auto convertRow = byteOrderOps().*Row;
+  const ByteOrderOp convert = chooseOp();
   auto row = [&](const uint8_t* from, uint8_t* to) {
-    convertRow(from, to, static_cast<size_t>(width));
+    convert(from, to, static_cast<size_t>(width));
   };
   eachRow(in, bytesOf(inStride, In), out, bytesOf(outStride, Out), height, row);
 }
@@ -105,9 +105,9 @@ constexpr Row kChannels{translateChannels<In, 1>, translateChannels<In, 2>,
                         translateChannels<In, 3>, translateChannels<In, 4>};
 constexpr Row kColours{translateColours, translateColours, translateColours, translateColours};
 constexpr Row kNone{};
-constexpr Row kShrink{nullptr, nullptr, translateBytes<4, 3, &ByteOrderOps::shrink32To24>};
-constexpr Row kExpand{nullptr, nullptr, nullptr, translateBytes<3, 4, &ByteOrderOps::expand24To32>};
-constexpr Row kSwap{nullptr, nullptr, nullptr, translateBytes<4, 4, &ByteOrderOps::swapRedBlue32>};
+constexpr Row kShrink{nullptr, nullptr, translateBytes<4, 3, shrink32To24>};
+constexpr Row kExpand{nullptr, nullptr, nullptr, translateBytes<3, 4, expand24To32>};
+constexpr Row kSwap{nullptr, nullptr, nullptr, translateBytes<4, 4, swapRedBlue32>};
 
 // In the order of TransKind.
 constexpr SizeTable kFunctions[] = {
