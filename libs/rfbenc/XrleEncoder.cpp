@@ -18,17 +18,14 @@ int tileEnd(int start, int limit, int tileSize) {
 
 }  // namespace
 
-XrleEncoder::XrleEncoder(EncoderCallback* newBuffers, XrleCallback* newHooks, int newTileSize,
-                         bool paletteReuse, bool newResetPerRect)
-    : buffers(newBuffers),
-      hooks(newHooks),
-      tileSize(newTileSize),
-      resetPerRect(newResetPerRect),
-      tile(newTileSize) {
+XrleEncoder::XrleEncoder(EncoderCallback* newBuffers, int newTileSize, bool paletteReuse,
+                         bool newResetPerRect)
+    : buffers(newBuffers), tileSize(newTileSize), resetPerRect(newResetPerRect), tile(newTileSize) {
   PLAT_ASSERT(!paletteReuse);
 }
 
-void XrleEncoder::writeRect(const Rect& r, rdr::OutStream* os, PixelBuffer* pb) {
+void XrleEncoder::writeRect(const Rect& r, rdr::OutStream* os, PixelBuffer* pb,
+                            XrleCallback* hooks) {
   if (resetPerRect) reset();
   const PixelFormat& pf = pb->getPF();
   uint8_t* pixels = buffers->getBuffer(pf.bpp / 8, tileSize * tileSize + 1, 0, nullptr);

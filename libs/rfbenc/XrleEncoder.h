@@ -17,16 +17,16 @@ class XrleCallback;
 // The tile coder: cuts a rectangle into square tiles and writes their data.
 class XrleEncoder : private plat::NonCopyable {
  public:
-  // Both callbacks are borrowed and outlive the coder; newBuffers supplies the tile
-  // memory. tileSize: pixels, 1 to XrleTile::maxTileSize. paletteReuse, for tiles that use
-  // the palette of the tile before, is not supported and must be false. resetPerRect: no
-  // rectangle begins with the palette of the one before.
-  XrleEncoder(EncoderCallback* newBuffers, XrleCallback* newHooks, int newTileSize,
-              bool paletteReuse, bool newResetPerRect);
+  // newBuffers supplies the tile memory; it is borrowed and outlives the coder. tileSize:
+  // pixels, 1 to XrleTile::maxTileSize. paletteReuse, for tiles that use the palette of the
+  // tile before, is not supported and must be false. resetPerRect: no rectangle begins with
+  // the palette of the one before.
+  XrleEncoder(EncoderCallback* newBuffers, int newTileSize, bool paletteReuse,
+              bool newResetPerRect);
 
-  // Row by row of tiles. A pixel size that has no tile data writes nothing. r lies within
-  // the buffer.
-  void writeRect(const Rect& r, rdr::OutStream* os, PixelBuffer* pb);
+  // Row by row of tiles, of which it tells the hooks. A pixel size that has no tile data
+  // writes nothing. r lies within the buffer.
+  void writeRect(const Rect& r, rdr::OutStream* os, PixelBuffer* pb, XrleCallback* hooks);
   // Forgets the palette.
   void reset();
   // The tile at work: the last one begun.
@@ -34,7 +34,6 @@ class XrleEncoder : private plat::NonCopyable {
 
  private:
   EncoderCallback* buffers;
-  XrleCallback* hooks;
   int tileSize;
   bool resetPerRect;
   Rect tileRect;

@@ -2,11 +2,11 @@
 
 #include <memory>
 
-#include "base/rdr/MemOutStream.h"
 #include "base/rdr/ZlibOutStream.h"
 #include "libs/rfb/Encoder.h"
 #include "libs/rfbenc/XrleCallback.h"
 #include "libs/rfbenc/XrleEncoder.h"
+#include "libs/rfbenc/ZRLEBufferedPath.h"
 
 namespace rfb {
 
@@ -22,7 +22,7 @@ class ZRLEEncoder : public Encoder, private XrleCallback {
   // The rest is for the tile coder. A raw tile of 3-byte CPIXELs must fit into the buffer of
   // the zlib stream, 16384 bytes: up to 73 x 73 pixels. A larger one throws plat::Exception
   // from the writing, so a tileSize above 73 is for formats of other sizes.
-  ZRLEEncoder(EncoderCallback* newCallback, int newEncoding, bool newWriteLength, int tileSize,
+  ZRLEEncoder(EncoderCallback* newCallback, int newEncoding, bool writeLength, int tileSize,
               bool paletteReuse, bool resetPerRect);
   ~ZRLEEncoder() override;
   // Decides about the length by the callback's protocol version.
@@ -35,30 +35,13 @@ class ZRLEEncoder : public Encoder, private XrleCallback {
   void reset() override;
 
  private:
-  void beginRow() override;
-  void beginTile() override;
   bool wantTile() override { return true; }
-  void endTile() override;
-  void endRow() override;
 
-  bool encode(const Rect& r, rdr::OutStream* os, PixelBuffer* pb, int maxBytes, Rect* written,
-              bool withRectHeader);
-  void encodeDirectly(const Rect& r, rdr::OutStream* os, PixelBuffer* pb);
-  bool encodeIntoMemory(const Rect& r, PixelBuffer* pb, int maxBytes, Rect* written,
-                        bool withRectHeader);
-  bool fits(const Rect& r, PixelBuffer* pb);
-  void rollBack(int mark);
+  bool encode(const Rect& r, rdr::OutStream* os, PixelBuffer* pb, bool withRectHeader);
 
-  // Lengths of the memory stream.
-  int rowMark = 0;
-  int tileMark = 0;
-  bool flushAfterRows = false;
-  bool flushAfterTiles = false;
   rdr::ZlibOutStream zlib;
-  rdr::MemOutStream memory;  // compressed output that is measured or limited
   XrleEncoder tileCoder;
-  bool writeLength;
-  bool fresh = true;  // the receiver has seen nothing of the zlib stream
+  ZRLEBufferedPath bufferedPath;
 };
 
 }  // namespace rfb

@@ -36,12 +36,12 @@ struct Hooks : rfb::XrleCallback {
 };
 
 struct Coder {
-  explicit Coder(int tileSize = 64) : coder(&buffers, &hooks, tileSize, false, true) {
+  explicit Coder(int tileSize = 64) : coder(&buffers, tileSize, false, true) {
     hooks.coder = &coder;
   }
   std::string encode(Picture& picture, const Rect& r) {
     rdr::MemOutStream out;
-    coder.writeRect(r, &out, &picture);
+    coder.writeRect(r, &out, &picture, &hooks);
     return bytesOf(out);
   }
 
