@@ -88,7 +88,7 @@ bool Server::timerExpired(plat::Timer*) {
 
 void Server::setAccepting(bool accept) {
   if (!accept) pauseTimer.start(pauseMs);
-  fdMgr->setInterest(this, accept, false, false, false, false);
+  fdMgr->setInterest(this, accept ? io::interestRead : 0);
 }
 
 }  // namespace receiver

@@ -26,7 +26,7 @@ Signals::Signals(Callback newCallback)
     : FdHandler(-1), ownedFd(holdSignals()), callback(std::move(newCallback)) {
   fd = ownedFd.get();
   io::FdManager::current()->addHandler(this);
-  io::FdManager::current()->setInterest(this, true, false, false, false, false);
+  io::FdManager::current()->setInterest(this, io::interestRead);
 }
 
 Signals::~Signals() {

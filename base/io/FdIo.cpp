@@ -44,8 +44,7 @@ FdIo::FdIo(int newFd, bool ownsFd, bool isConnecting, int inBufSize, int outMaxB
       handler(nullptr),
       flushTimer(this),
       shutdownTimer(this),
-      readInterest(false),
-      writeInterest(false),
+      interest(0),
       state(State::open) {
   os::prepareProcess();
   if (newFd >= 0) attach(newFd, ownsFd, inBufSize, outMaxBufSize, setNonBlocking);
@@ -101,7 +100,9 @@ void FdIo::setHandler(IoHandler* newHandler, bool checkReadable) {
     } else if (fdMgr) {
       fdMgr->removeHandler(this);
     }
-    if (state != State::shuttingDown) setInterest(handler, handler && connecting);
+    if (state != State::shuttingDown) {
+      setInterest(handler ? interestRead | (connecting ? interestWrite : 0) : 0);
+    }
     if (!handler) {
       flushTimer.stop();
       fdMgr = nullptr;
@@ -127,7 +128,7 @@ void FdIo::shutdown(bool flush, bool tellHandler) {
     return;
   }
   state = State::shuttingDown;
-  setInterest(false, false);
+  setInterest(0);
   if (!tellHandler) handler = nullptr;
   if (flush) {
     fdMgr->queueWritable(this);
@@ -175,7 +176,7 @@ void FdIo::flushTimedOut() {
   }
   PLAT_ASSERT(handler);
   fdIn()->setTimedOut();
-  if (readInterest) {
+  if (interest & interestRead) {
     fdMgr->queueReadable(this);
     fdMgr->dispatchSoon();
   }
@@ -197,15 +198,14 @@ void FdIo::leaveManager() {
   fdMgr = nullptr;
 }
 
-void FdIo::setInterest(bool read, bool write) {
-  readInterest = read;
-  writeInterest = write;
-  if (fdMgr) fdMgr->setInterest(this, readInterest, writeInterest, false, false, false);
+void FdIo::setInterest(unsigned newInterest) {
+  interest = newInterest;
+  if (fdMgr) fdMgr->setInterest(this, interest);
 }
 
 void FdIo::writeAttempted(rdr::FdOutStream*, bool wouldBlock) {
   if (wouldBlock) {
-    setInterest(readInterest, true);
+    setInterest(interest | interestWrite);
     if (fdMgr) flushTimer.start(lazyFlushTimeoutMs());
     return;
   }
@@ -245,7 +245,7 @@ void FdIo::fdReadable() {
 void FdIo::fdWritable() {
   try {
     connecting = false;
-    setInterest(readInterest, false);
+    setInterest(interest & ~interestWrite);
     if (fdOut()->pendingBytes() != 0) {
       fdOut()->flush();
       // A pending shutdown goes on when everything is delivered: no further event

@@ -52,7 +52,7 @@ class FdIo : public Io,
 
   rdr::FdInStream* fdIn() const { return static_cast<rdr::FdInStream*>(in()); }
   rdr::FdOutStream* fdOut() const { return static_cast<rdr::FdOutStream*>(out()); }
-  void setInterest(bool read, bool write);
+  void setInterest(unsigned newInterest);
   void flushTimedOut();
   void finishShutdown();  // destroys this object
   void leaveManager();
@@ -69,7 +69,7 @@ class FdIo : public Io,
   IoHandler* handler;         // borrowed, null in blocking mode
   plat::Timer flushTimer;     // bounds how long a write may wait
   plat::Timer shutdownTimer;  // ends a shutdown on the next pass of the timers
-  bool readInterest, writeInterest;
+  unsigned interest;          // what the manager watches for this object
   State state;
 };
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <functional>
-#include <iterator>
 
 #include "base/io/FdHandler.h"
 
@@ -10,18 +9,14 @@ namespace io {
 
 static thread_local FdManager* thrInst = nullptr;
 
-bool FdHandlerSet::insert(FdHandler* handler) {
+void FdHandlerSet::insert(FdHandler* handler) {
   auto place = std::lower_bound(handlers.begin(), handlers.end(), handler, std::less<>());
-  if (place != handlers.end() && *place == handler) return false;
-  handlers.insert(place, handler);
-  return true;
+  if (place == handlers.end() || *place != handler) handlers.insert(place, handler);
 }
 
-bool FdHandlerSet::erase(FdHandler* handler) {
+void FdHandlerSet::erase(FdHandler* handler) {
   auto place = std::lower_bound(handlers.begin(), handlers.end(), handler, std::less<>());
-  if (place == handlers.end() || *place != handler) return false;
-  handlers.erase(place);
-  return true;
+  if (place != handlers.end() && *place == handler) handlers.erase(place);
 }
 
 FdHandler* FdHandlerSet::takeLast() {
@@ -31,14 +26,8 @@ FdHandler* FdHandlerSet::takeLast() {
 }
 
 void FdHandlerSet::takeAll(FdHandlerSet& other) {
-  // Not empty when a handler dispatches events itself, or threw.
-  if (!handlers.empty()) {
-    std::vector<FdHandler*> both;
-    std::set_union(handlers.begin(), handlers.end(), other.handlers.begin(), other.handlers.end(),
-                   std::back_inserter(both), std::less<>());
-    other.handlers.swap(both);
-  }
-  handlers.swap(other.handlers);
+  // This set is not empty when a handler dispatches events itself, or threw.
+  for (FdHandler* handler : other.handlers) insert(handler);
   other.handlers.clear();
 }
 
@@ -47,8 +36,8 @@ FdManager::FdManager() : timers(true), dispatchTimer(this), previous(thrInst) {
 }
 
 FdManager::~FdManager() {
-  while (!registrationOrder.empty()) {
-    FdHandler* handler = registrationOrder.back();
+  while (!handlers.empty()) {
+    FdHandler* handler = handlers.back();
     removeHandler(handler);
     handler->fdManagerGone();
   }
@@ -60,27 +49,26 @@ FdManager* FdManager::current() {
 }
 
 void FdManager::addHandler(FdHandler* handler) {
-  if (handlers.insert(handler)) registrationOrder.push_back(handler);
+  if (std::find(handlers.begin(), handlers.end(), handler) == handlers.end()) {
+    handlers.push_back(handler);
+  }
 }
 
 void FdManager::removeHandler(FdHandler* handler) {
-  if (!handlers.erase(handler)) return;
-  std::erase(registrationOrder, handler);
-  setInterest(handler, false, false, false, false, false);
+  if (std::erase(handlers, handler) != 0) setInterest(handler, 0);
 }
 
-bool FdManager::setInterest(FdHandler* handler, bool read, bool write, bool readAlt1, bool readAlt2,
-                            bool other) {
-  if (!read && !readAlt1 && !readAlt2) {
+bool FdManager::setInterest(FdHandler* handler, unsigned interest) {
+  if (!(interest & (interestRead | interestReadAlt1 | interestReadAlt2))) {
     readableQueue.erase(handler);
     dispatchingReadable.erase(handler);
   }
-  if (!write) dropWritable(handler, true);
-  if (!other) {
+  if (!(interest & interestWrite)) dropWritable(handler, true);
+  if (!(interest & interestOther)) {
     otherQueue.erase(handler);
     dispatchingOther.erase(handler);
   }
-  return interestChanged(handler, read, write, readAlt1, readAlt2, other);
+  return interestChanged(handler, interest);
 }
 
 void FdManager::queueReadable(FdHandler* handler) {
@@ -122,8 +110,8 @@ bool FdManager::timerExpired(plat::Timer*) {
   return false;
 }
 
-bool FdManager::interestChanged(FdHandler*, bool, bool, bool, bool, bool wantsOther) {
-  return !wantsOther;
+bool FdManager::interestChanged(FdHandler*, unsigned interest) {
+  return !(interest & interestOther);
 }
 
 }  // namespace io

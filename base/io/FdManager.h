@@ -13,8 +13,8 @@ class FdHandler;
 // Handlers sorted by address, without duplicates.
 class FdHandlerSet {
  public:
-  bool insert(FdHandler* handler);  // false: already present
-  bool erase(FdHandler* handler);
+  void insert(FdHandler* handler);
+  void erase(FdHandler* handler);
   FdHandler* takeLast();  // precondition: !isEmpty()
   void takeAll(FdHandlerSet& other);
   bool isEmpty() const { return handlers.empty(); }
@@ -22,6 +22,14 @@ class FdHandlerSet {
  private:
   std::vector<FdHandler*> handlers;
 };
+
+// What a handler waits for. readAlt1 and readAlt2 are further reasons for readable events,
+// `other` is the third kind of event.
+constexpr unsigned interestRead = 1;
+constexpr unsigned interestWrite = 2;
+constexpr unsigned interestReadAlt1 = 4;
+constexpr unsigned interestReadAlt2 = 8;
+constexpr unsigned interestOther = 16;
 
 // The event side of one thread: registered handlers, their queued events and the
 // thread's timers. Construction makes it the thread's current manager, destruction
@@ -41,10 +49,8 @@ class FdManager : private plat::Timer::Callback, private plat::NonCopyable {
   // Also withdraws its interest and drops its queued events.
   void removeHandler(FdHandler* handler);
   // What the handler waits for from now on. Drops queued events of the kinds that
-  // are not wanted any more. readAlt1 and readAlt2 keep the readable events too;
-  // `other` is the third kind. Returns what interestChanged() answers.
-  bool setInterest(FdHandler* handler, bool read, bool write, bool readAlt1, bool readAlt2,
-                   bool other);
+  // are not wanted any more. Returns what interestChanged() answers.
+  bool setInterest(FdHandler* handler, unsigned interest);
 
   void queueReadable(FdHandler* handler);
   void queueWritable(FdHandler* handler);
@@ -67,16 +73,14 @@ class FdManager : private plat::Timer::Callback, private plat::NonCopyable {
 
  protected:
   // Hook for the waiting loop. False: it cannot watch for all of that.
-  virtual bool interestChanged(FdHandler* handler, bool read, bool write, bool readAlt1,
-                               bool readAlt2, bool other);
+  virtual bool interestChanged(FdHandler* handler, unsigned interest);
   // Hook, called when processEvents() is done.
   virtual void eventsProcessed() {}
 
  private:
   void dispatch(FdHandlerSet& events, FdHandlerSet& dispatching, void (FdHandler::*event)());
 
-  FdHandlerSet handlers;
-  std::vector<FdHandler*> registrationOrder;
+  std::vector<FdHandler*> handlers;  // in the order of registration
   FdHandlerSet readableQueue, writableQueue, otherQueue;
   FdHandlerSet dispatchingReadable, dispatchingWritable, dispatchingOther;
   plat::TimerManager timers;

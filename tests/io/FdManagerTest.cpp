@@ -60,7 +60,7 @@ TEST_F(FdManagerTest, handlerRemovedDuringDispatchIsNotCalled) {
   for (Recorder& handler : handlers) queueAll(handler);
   react = [this](const std::string& event) {
     if (event == "2r") manager.removeHandler(&handlers[0]);
-    if (event == "1r") manager.setInterest(&handlers[1], true, false, false, false, true);
+    if (event == "1r") manager.setInterest(&handlers[1], io::interestRead | io::interestOther);
   };
   EXPECT_EQ(process(), "2o 1o 0o 2r 1r 2w ");
 }

@@ -26,16 +26,14 @@ struct PipeHandler : io::FdHandler {
     fd = ends[watchWriteEnd];
     os::setBlocking(fd, false);
     io::FdManager::current()->addHandler(this);
-    wait(!watchWriteEnd, watchWriteEnd);
+    wait(watchWriteEnd ? io::interestWrite : io::interestRead);
   }
   ~PipeHandler() override {
     io::FdManager::current()->removeHandler(this);
     close(ends[0]);
     close(ends[1]);
   }
-  void wait(bool read, bool write) {
-    io::FdManager::current()->setInterest(this, read, write, false, false, false);
-  }
+  void wait(unsigned interest) { io::FdManager::current()->setInterest(this, interest); }
   void send() { EXPECT_EQ(write(ends[1], "x", 1), 1); }
   void fdReadable() override {
     char byte;
@@ -72,10 +70,10 @@ TEST(SelectManager, reportsWhatIsAskedForAndNothingElse) {
   EXPECT_TRUE(loop.waitOnce(0));
   EXPECT_EQ(busy.readable, 1);
   EXPECT_EQ(writer.writable, 1);
-  busy.wait(false, false);
-  writer.wait(false, false);
+  busy.wait(0);
+  writer.wait(0);
   EXPECT_FALSE(loop.waitOnce(0));
-  busy.wait(true, false);
+  busy.wait(io::interestRead);
   EXPECT_TRUE(loop.waitOnce(0));
   EXPECT_EQ(busy.readable, 2);
   EXPECT_EQ(idle.readable + idle.writable + busy.writable + writer.readable, 0);
@@ -155,8 +153,8 @@ TEST(SelectManager, descriptorBeyondTheSetIsRefused) {
     ASSERT_EQ(dup2(ordinary.ends[0], number), number);
     Handler handler(number);
     loop.addHandler(&handler);
-    EXPECT_EQ(loop.setInterest(&handler, true, false, false, false, false), number < FD_SETSIZE);
-    EXPECT_TRUE(loop.setInterest(&handler, false, false, false, false, false));
+    EXPECT_EQ(loop.setInterest(&handler, io::interestRead), number < FD_SETSIZE);
+    EXPECT_TRUE(loop.setInterest(&handler, 0));
     loop.removeHandler(&handler);
     close(number);
   }

@@ -31,7 +31,7 @@ FdKicker::FdKicker(FdKickerCallback* kickee, std::array<int, 2> pipe)
   stream = std::make_unique<rdr::FdInStream>(readEnd.get());
   stream->setNonBlocking(true);
   fdMgr->addHandler(this);
-  fdMgr->setInterest(this, true, false, false, false, false);
+  fdMgr->setInterest(this, interestRead);
 }
 
 FdKicker::~FdKicker() {

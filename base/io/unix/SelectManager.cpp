@@ -47,29 +47,24 @@ void SelectManager::run() {
   while (!stopped) waitOnce();
 }
 
-bool SelectManager::interestChanged(FdHandler* handler, bool read, bool write, bool, bool,
-                                    bool other) {
+bool SelectManager::interestChanged(FdHandler* handler, unsigned interest) {
   const int fd = handler->getFd();
+  const bool wanted = interest & (interestRead | interestWrite);
+  const bool canWatch = !(interest & interestOther);
   if (fd < 0 || fd >= FD_SETSIZE) {
-    if (read || write) log.error("select() cannot watch descriptor %d", fd);
-    return !read && !write && !other;
+    if (wanted) log.error("select() cannot watch descriptor %d", fd);
+    return !wanted && canWatch;
   }
   // Another handler may watch the same descriptor.
-  if (!read && !write && watched[fd] != handler) return !other;
-  watched[fd] = read || write ? handler : nullptr;
-  if (read) {
-    FD_SET(fd, &readSet);
-  } else {
-    FD_CLR(fd, &readSet);
-  }
-  if (write) {
-    FD_SET(fd, &writeSet);
-  } else {
-    FD_CLR(fd, &writeSet);
-  }
+  if (!wanted && watched[fd] != handler) return canWatch;
+  watched[fd] = wanted ? handler : nullptr;
+  FD_CLR(fd, &readSet);
+  FD_CLR(fd, &writeSet);
+  if (interest & interestRead) FD_SET(fd, &readSet);
+  if (interest & interestWrite) FD_SET(fd, &writeSet);
   if (fd >= watchedEnd) watchedEnd = fd + 1;
   while (watchedEnd > 0 && !watched[watchedEnd - 1]) watchedEnd--;
-  return !other;
+  return canWatch;
 }
 
 }  // namespace io

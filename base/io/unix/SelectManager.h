@@ -26,8 +26,7 @@ class SelectManager : public FdManager {
   bool isWatching() const { return watchedEnd > 0; }  // any descriptor
 
  private:
-  bool interestChanged(FdHandler* handler, bool read, bool write, bool readAlt1, bool readAlt2,
-                       bool other) override;
+  bool interestChanged(FdHandler* handler, unsigned interest) override;
 
   std::array<FdHandler*, FD_SETSIZE> watched{};  // by descriptor
   fd_set readSet, writeSet;                      // what to wait for
