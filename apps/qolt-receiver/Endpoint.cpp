@@ -1,8 +1,8 @@
 #include "apps/qolt-receiver/Endpoint.h"
 
 #include <fcntl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 
 #include <cerrno>
 #include <cstring>
@@ -23,9 +23,6 @@ plat::String pathOf(const char* name) {
 }
 
 int listenOn(const char* path) {
-  sockaddr_un address;
-  os::fillUnixAddress(&address, path);
-
   // Two receivers that start at the same time must not sweep each other's socket.
   plat::OwnedFd folder(plat::fileOpenFd(os::LocalPrivateDir::get(nullptr).get(),
                                         O_RDONLY | O_DIRECTORY | O_NOFOLLOW));
@@ -36,8 +33,7 @@ int listenOn(const char* path) {
   struct stat status;
   if (lstat(path, &status) == 0 && S_ISSOCK(status.st_mode)) plat::fileRemove(path);
 
-  plat::OwnedFd fd(os::createBoundSocket(reinterpret_cast<sockaddr*>(&address), sizeof(address),
-                                         SOCK_STREAM, false));
+  plat::OwnedFd fd(os::createBoundUnixSocket(path));
   os::setBlocking(fd.get(), false);
   if (listen(fd.get(), SOMAXCONN) < 0) throw plat::SystemException("listen", errno);
   return fd.release();

@@ -42,6 +42,21 @@ bool lacksCloexecCall(int err) {
   return err == EINVAL || err == ENOSYS;
 }
 
+// False and errno on failure.
+bool trySetInheritable(int fd, bool inheritable, bool closeOnFail) {
+  int flags = fcntl(fd, F_GETFD);
+  if (flags >= 0) {
+    flags = inheritable ? flags & ~FD_CLOEXEC : flags | FD_CLOEXEC;
+    if (fcntl(fd, F_SETFD, flags) >= 0) return true;
+  }
+  if (closeOnFail) {
+    int err = errno;
+    closeFd(fd);
+    errno = err;
+  }
+  return false;
+}
+
 void setPairNotInheritable(int fds[2]) {
   plat::OwnedFd first(fds[0]), second(fds[1]);
   setInheritable(first.get(), false);
@@ -72,6 +87,19 @@ void prepareDescriptorLimit() {
   if (setrlimit(RLIMIT_NOFILE, &limit) < 0) {
     logFailure(plat::SystemException("setrlimit(RLIMIT_NOFILE)", errno));
   }
+}
+
+// -1 and errno on failure.
+int trySocket(int domain, int type, int protocol) {
+  prepareProcess();
+  if (!cloexecFlagRefused) {
+    int fd = socket(domain, type | SOCK_CLOEXEC, protocol);
+    if (fd >= 0 || !refusesCloexecFlag(errno)) return fd;
+    cloexecFlagRefused = true;
+  }
+  int fd = socket(domain, type, protocol);
+  if (fd >= 0 && !trySetInheritable(fd, false, true)) return -1;
+  return fd;
 }
 
 void setFlag(int fd, int level, int option, const char* text) {
@@ -120,20 +148,13 @@ void prepareProcess() {
 }
 
 int createSocket(int domain, int type, int protocol) {
-  prepareProcess();
-  if (!cloexecFlagRefused) {
-    int fd = socket(domain, type | SOCK_CLOEXEC, protocol);
-    if (fd >= 0 || !refusesCloexecFlag(errno)) return fd;
-    cloexecFlagRefused = true;
-  }
-  int fd = socket(domain, type, protocol);
-  if (fd >= 0 && !trySetInheritable(fd, false, true)) return -1;
+  const int fd = trySocket(domain, type, protocol);
+  if (fd < 0) throw plat::SystemException("socket", errno);
   return fd;
 }
 
 int createBoundSocket(const sockaddr* address, socklen_t length, int type, bool reusePort) {
   plat::OwnedFd fd(createSocket(address->sa_family, type, 0));
-  if (fd.get() < 0) throw plat::SystemException("socket", errno);
   if (address->sa_family == AF_INET6) {
     setFlag(fd.get(), IPPROTO_IPV6, IPV6_V6ONLY, "setsockopt(IPV6_V6ONLY)");
   }
@@ -194,20 +215,6 @@ void setInheritable(int fd, bool inheritable, bool closeOnFail) {
   if (!trySetInheritable(fd, inheritable, closeOnFail)) {
     throw plat::SystemException("setInheritable", errno);
   }
-}
-
-bool trySetInheritable(int fd, bool inheritable, bool closeOnFail) {
-  int flags = fcntl(fd, F_GETFD);
-  if (flags >= 0) {
-    flags = inheritable ? flags & ~FD_CLOEXEC : flags | FD_CLOEXEC;
-    if (fcntl(fd, F_SETFD, flags) >= 0) return true;
-  }
-  if (closeOnFail) {
-    int err = errno;
-    closeFd(fd);
-    errno = err;
-  }
-  return false;
 }
 
 bool getInheritable(int fd) {
@@ -313,11 +320,17 @@ void fillUnixAddress(sockaddr_un* address, const char* path) {
   if (length > 0) memcpy(address->sun_path, path, length);
 }
 
+int createBoundUnixSocket(const char* path) {
+  sockaddr_un address;
+  fillUnixAddress(&address, path);
+  return createBoundSocket(reinterpret_cast<sockaddr*>(&address), sizeof address, SOCK_STREAM,
+                           false);
+}
+
 bool isUnixSocketAlive(const char* path, bool datagram) {
   sockaddr_un address;
   fillUnixAddress(&address, path);
   plat::OwnedFd fd(createSocket(AF_UNIX, datagram ? SOCK_DGRAM : SOCK_STREAM, 0));
-  if (fd.get() < 0) throw plat::SystemException("socket", errno);
   if (!datagram) setBlocking(fd.get(), false);
   try {
     connectSocket(fd.get(), reinterpret_cast<sockaddr*>(&address), sizeof address);

@@ -15,7 +15,6 @@ namespace os {
 // 1024 that select() can watch. Failures are logged.
 void prepareProcess();
 
-// -1 and errno on failure; the callers throw "socket".
 int createSocket(int domain, int type, int protocol);
 // For IPv6 restricted to it, with SO_REUSEADDR. The caller owns the descriptor.
 int createBoundSocket(const sockaddr* address, socklen_t length, int type, bool reusePort);
@@ -32,8 +31,6 @@ int acceptSocket(int fd, sockaddr* address = nullptr, socklen_t* length = nullpt
 
 // With closeOnFail, a failure closes the descriptor.
 void setInheritable(int fd, bool inheritable, bool closeOnFail = false);
-// As above; false and errno instead of throwing.
-bool trySetInheritable(int fd, bool inheritable, bool closeOnFail = false);
 bool getInheritable(int fd);
 // Drops every other status flag, such as O_APPEND.
 void setBlocking(int fd, bool blocking);
@@ -59,6 +56,9 @@ void setPathMtuDiscovery(int fd, bool on, int family);
 // The full-size address of a local socket. Throws plat::SystemException "UnixIo"
 // with ENAMETOOLONG for a path of 108 bytes or more.
 void fillUnixAddress(sockaddr_un* address, const char* path);
+// A stream socket bound to path, for the caller to own. Throws "bind" when something is
+// there.
+int createBoundUnixSocket(const char* path);
 // Whether something listens at path.
 bool isUnixSocketAlive(const char* path, bool datagram);
 

@@ -1,7 +1,7 @@
 #include "apps/qolt-receiver/LogChannel.h"
 
 #include <gtest/gtest.h>
-#include <sys/un.h>
+#include <sys/socket.h>
 
 #include <climits>
 #include <memory>
@@ -25,10 +25,7 @@ const plat::LogSrc::Listed listed(source);
 // The server that collects logs: one connection at a time, over a local socket.
 struct Collector : private io::MsgIpc::Reader {
   Collector(const std::string& path, int wantedLevel) : level(wantedLevel) {
-    sockaddr_un address;
-    os::fillUnixAddress(&address, path.c_str());
-    fd = os::createBoundSocket(reinterpret_cast<sockaddr*>(&address), sizeof address, SOCK_STREAM,
-                               false);
+    fd = os::createBoundUnixSocket(path.c_str());
     os::setBlocking(fd, false);
     EXPECT_EQ(listen(fd, 1), 0);
     ipc.registerReader("logMsg", this);

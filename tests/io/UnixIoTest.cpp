@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -28,10 +27,7 @@ struct UnixIoTest : testing::Test {
   const std::string path = folder / "print.a:b";
 
   std::unique_ptr<plat::OwnedFd> listenAt(int backlog) {
-    sockaddr_un address;
-    os::fillUnixAddress(&address, path.c_str());
-    auto fd = std::make_unique<plat::OwnedFd>(os::createBoundSocket(
-        reinterpret_cast<sockaddr*>(&address), sizeof address, SOCK_STREAM, false));
+    auto fd = std::make_unique<plat::OwnedFd>(os::createBoundUnixSocket(path.c_str()));
     EXPECT_EQ(listen(fd->get(), backlog), 0);
     return fd;
   }

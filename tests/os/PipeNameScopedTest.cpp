@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 
 #include <memory>
 #include <vector>
@@ -18,10 +17,7 @@ using os::PipeNameScoped;
 namespace {
 
 std::unique_ptr<plat::OwnedFd> makeSocket(const std::string& path, bool alive) {
-  sockaddr_un address;
-  os::fillUnixAddress(&address, path.c_str());
-  auto fd = std::make_unique<plat::OwnedFd>(os::createBoundSocket(
-      reinterpret_cast<sockaddr*>(&address), sizeof address, SOCK_STREAM, false));
+  auto fd = std::make_unique<plat::OwnedFd>(os::createBoundUnixSocket(path.c_str()));
   if (alive && listen(fd->get(), 1) == 0) return fd;
   return nullptr;
 }

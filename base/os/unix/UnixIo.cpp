@@ -21,7 +21,6 @@ static int connectTo(const char* path, bool datagram, int timeoutMs) {
   sockaddr_un address;
   fillUnixAddress(&address, path);
   plat::OwnedFd fd(createSocket(AF_UNIX, datagram ? SOCK_DGRAM : SOCK_STREAM, 0));
-  if (fd.get() < 0) throw plat::SystemException("socket", errno);
   timeval limit = {timeoutMs / 1000, timeoutMs % 1000 * 1000};
   if (setsockopt(fd.get(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit) < 0) {
     throw plat::SystemException("setsockopt(SO_SNDTIMEO)", errno);
