@@ -21,10 +21,6 @@ void assign(plat::String& field, const char* text) {
   if (!(field == text)) field.set(text);
 }
 
-const char* orEmpty(const char* text) {
-  return text ? text : "";
-}
-
 }  // namespace
 
 void AppInfo::set(const char* app, const char* company, const char* pathComp,
@@ -49,25 +45,25 @@ void AppInfo::setGroup(const char* group) {
 const char* AppInfo::getApp(bool emptyIfUnset) {
   const char* app = identity().app.get();
   PLAT_ASSERT(emptyIfUnset || app);
-  return orEmpty(app);
+  return identity().app.orEmpty();
 }
 
 const char* AppInfo::getGroup(bool emptyIfUnset) {
   const char* group = identity().group.get();
   PLAT_ASSERT(emptyIfUnset || group);
-  return orEmpty(group);
+  return identity().group.orEmpty();
 }
 
 const char* AppInfo::getCompany(bool emptyIfUnset) {
   const char* company = identity().company.get();
   PLAT_ASSERT(emptyIfUnset || company);
-  return orEmpty(company);
+  return identity().company.orEmpty();
 }
 
 const char* AppInfo::getPathComp(bool emptyIfUnset) {
   const char* pathComp = identity().pathComp.get();
   PLAT_ASSERT(emptyIfUnset || pathComp);
-  return orEmpty(pathComp);
+  return identity().pathComp.orEmpty();
 }
 
 const char* AppInfo::getDisplayName(bool emptyIfUnset) {
@@ -78,7 +74,7 @@ const char* AppInfo::getDisplayName(bool emptyIfUnset) {
 const char* AppInfo::getDetail(bool emptyIfUnset) {
   const char* detail = identity().detail.get();
   PLAT_ASSERT(emptyIfUnset || detail);
-  return orEmpty(detail);
+  return identity().detail.orEmpty();
 }
 
 }  // namespace os

@@ -69,12 +69,6 @@ uint8_t* MemOutStream::takeBuffer() {
   return taken;
 }
 
-plat::MBuf<unsigned char> MemOutStream::takeBlock() {
-  plat::MBuf<unsigned char> block(start, length());
-  free(takeBuffer());
-  return block;
-}
-
 plat::String MemOutStream::takeText() {
   nulTerminate();
   return plat::String::adopt(reinterpret_cast<char*>(takeBuffer()));

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "base/plat/MBuf.h"
 #include "base/plat/String.h"
 #include "base/rdr/OutStream.h"
 
@@ -29,8 +28,7 @@ class MemOutStream : public OutStream {
   void nulTerminate();
 
   // Each leaves the stream empty, without a buffer.
-  uint8_t* takeBuffer();  // malloc-allocated, for the caller to free; may be null
-  plat::MBuf<unsigned char> takeBlock();
+  uint8_t* takeBuffer();    // malloc-allocated, for the caller to free; may be null
   plat::String takeText();  // NUL-terminated
 
  private:

@@ -238,6 +238,13 @@ TEST_F(MsgIpcEvents, blockingReaderFailsAtAnotherMessageThanTheExpectedOne) {
   EXPECT_EQ(fakes::thrownBy([&] { blocking.readMessage("text"); }), "EndOfMsg: End of message");
   blocking.readMessage("text");
   EXPECT_EQ(reader.messages, Strings{"text:a"});
+
+  send(message("other") + message("text", text("b")) + message("text", text("c")));
+  blocking.readUntil("text");
+  EXPECT_EQ(reader.messages, (Strings{"text:a", "text:b"}));
+  peer.reset();
+  blocking.drain();
+  EXPECT_EQ(reader.messages, (Strings{"text:a", "text:b", "text:c"}));
 }
 
 }  // namespace

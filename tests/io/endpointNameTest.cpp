@@ -90,6 +90,13 @@ TEST(endpointName, formatEndpointGivesWhatParsesToTheSame) {
   }
 }
 
+TEST(endpointName, unbracketHostTakesAWholePairOnly) {
+  for (const char* host : {"host", "::1"}) {
+    EXPECT_STREQ(io::unbracketHost(io::bracketHost(host).get()).get(), host);
+  }
+  EXPECT_THROW(io::unbracketHost("[::1"), io::EndpointInvalid);
+}
+
 TEST(endpointName, unescapeComponentUndoesTheEscapes) {
   std::string all;
   for (int byte = 1; byte < 128; byte++) all += static_cast<char>(byte);

@@ -4,9 +4,9 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
+#include <netinet/ip.h>
 #include <signal.h>
 #include <sys/resource.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -108,6 +108,33 @@ TEST(SocketUtil, interruptedCallsAreRepeatedAndNothingToAcceptIsNoFailure) {
   EXPECT_EQ(os::acceptSocket(listener.get()), -1);
 }
 
+TEST(SocketUtil, optionsReachTheSocket) {
+  sockaddr_in address;
+  OwnedFd listener(listenOn(address)), client(os::createSocket(AF_INET, SOCK_STREAM, 0));
+  const int fd = client.get();
+  const auto ipOption = [fd](int option) {
+    int value = -1;
+    socklen_t length = sizeof value;
+    getsockopt(fd, IPPROTO_IP, option, &value, &length);
+    return value;
+  };
+  for (const auto& setSize : {os::setReceiveBufferSize, os::setSendBufferSize}) {
+    const int size = setSize(fd, 0), larger = setSize(fd, size + 1);
+    EXPECT_GT(larger, size);
+    EXPECT_EQ(setSize(fd, 1), larger);
+  }
+  for (bool on : {true, false}) {
+    os::setPathMtuDiscovery(fd, on, AF_INET);
+    EXPECT_EQ(ipOption(IP_MTU_DISCOVER), on ? IP_PMTUDISC_DO : IP_PMTUDISC_DONT);
+  }
+  os::configureDscp(10);
+  os::connectSocket(fd, generic(address), sizeof address, os::ConnectMode::noDscp);
+  EXPECT_EQ(ipOption(IP_TOS), 0);
+  os::setDscp(fd);
+  os::configureDscp(0);
+  EXPECT_EQ(ipOption(IP_TOS), 40);
+}
+
 TEST(SocketUtil, preparationLowersTheDescriptorLimitToWhatSelectCanWatch) {
   const rlim_t limits[][2] = {{4096, 1024}, {1025, 1024}, {1024, 1024}, {256, 256}};
   for (const auto& [before, after] : limits) {
@@ -135,9 +162,7 @@ TEST(SocketUtil, unixSocketIsAliveWhileSomethingListens) {
   int freeFd = lowestFreeFd();
   EXPECT_FALSE(alive());
   {
-    sockaddr_un address;
-    os::fillUnixAddress(&address, path.c_str());
-    OwnedFd listener(os::createBoundSocket(generic(address), sizeof address, SOCK_STREAM, false));
+    OwnedFd listener(os::createBoundUnixSocket(path.c_str()));
     EXPECT_FALSE(alive()) << "bound, but not listening";
     ASSERT_EQ(listen(listener.get(), 0), 0);
     EXPECT_FALSE(os::isUnixSocketAlive(path.c_str(), true));

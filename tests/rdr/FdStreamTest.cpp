@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <utility>
 
 #include "base/plat/time.h"
 #include "base/rdr/FdInStream.h"
@@ -119,6 +120,16 @@ TEST_F(FdStreams, interruptedWaitGoesOnUntilThereIsDataOrRoom) {
     });
     EXPECT_EQ(in.readU8(), 'y');
   }
+}
+
+TEST_F(FdStreams, movingTakesTheDescriptorAndWhatIsBuffered) {
+  ASSERT_EQ(write(pipe.fds[1], "abc", 3), 3);
+  rdr::FdInStream first(pipe.fds[0]);
+  EXPECT_EQ(first.readU8(), 'a');
+  rdr::FdInStream second(std::move(first));
+  EXPECT_EQ(first.getFd(), -1);
+  EXPECT_EQ(second.getFd(), pipe.fds[0]);
+  EXPECT_EQ(second.readU16(), 'b' << 8 | 'c');
 }
 
 TEST_F(FdStreams, brokenPipeIsThrownUnlessLazyAndTold) {

@@ -70,6 +70,18 @@ TEST_F(FileStreams, fullDiskIsToldByFlushAndCloseButNotByTheDestructor) {
   EXPECT_EQ(test::readFile(path), "") << "bytes of the failed file reached the next one";
 }
 
+TEST_F(FileStreams, replacedFileIsReadToTheEndOfWhatIsBuffered) {
+  const std::string next = folder / "next";
+  test::writeFile(path, "one");
+  test::writeFile(next, "two");
+  rdr::FileInStream in(fopen(path.c_str(), "re"), true);
+  EXPECT_EQ(in.readU8(), 'o');
+  in.attach(fopen(next.c_str(), "re"), true);
+  char rest[6] = "";
+  in.readBytes(rest, 5);
+  EXPECT_STREQ(rest, "netwo");
+}
+
 TEST_F(FileStreams, readErrorIsNoEnd) {
   rdr::FileInStream in(folder.path().c_str(), 0);
   EXPECT_EQ(thrownBy([&] { in.readU8(); }),

@@ -18,7 +18,7 @@ using rfb::PixelFormat;
 TEST(PixelFormat, descriptionNamesTheLayout) {
   const std::pair<PixelFormat, const char*> table[] = {
       {bigEndian(PixelFormat::rgb555()), "depth 15 (16 bpp) big-endian rgb555"},
-      {PixelFormat::bgr888(), "depth 24 (32 bpp) little-endian bgr888"},
+      {PixelFormat::nativeBGR888(), "depth 24 (32 bpp) little-endian bgr888"},
       {PixelFormat::nativeARGB8888(), "depth 32 (32 bpp) little-endian argb8888"},
       {PixelFormat(16, 16, false, true, 15, 15, 15, 4, 8, 12, 0, 15),
        "depth 16 (16 bpp) little-endian bgra4444"},

@@ -26,7 +26,7 @@ namespace {
 // Three bytes red, green, blue in memory.
 const PixelFormat kPage(24, 24, false, true, 255, 255, 255, 0, 8, 16);
 
-class RandomMap : public rfb::ColourMap {
+class RandomMap : public rfb::ColourMapRW {
  public:
   explicit RandomMap(unsigned seed, int newCount = 256) : count(newCount) {
     std::mt19937 random(seed);
@@ -38,6 +38,7 @@ class RandomMap : public rfb::ColourMap {
     if (index >= 0 && index < 256) *c = entries[index];
   }
   int size() const override { return count; }
+  void setColour(int index, const Colour& c) override { entries[index] = c; }
 
   int count;
   Colour entries[256];
@@ -244,4 +245,23 @@ TEST(ColourMap, lookupTakesFirstOfTheNearest) {
   EXPECT_EQ(map.lookup({4, 0, 0}), 1);
   map.count = 0;
   EXPECT_EQ(map.lookup({1, 2, 3}), 0);
+}
+
+TEST(ColourMapRW, copyFromSetsTheEntriesThatTheOtherHas) {
+  RandomMap map(1), former = map;
+  map.copyFrom(rfb::ColorCubeOrth(2, 2, 2));
+  EXPECT_EQ(map.entries[7], (Colour{255, 255, 255}));
+  EXPECT_EQ(map.entries[8], former.entries[8]);
+}
+
+TEST(PixelBuffer, grabAllReachesTheSource) {
+  struct Grabbed : rfb::ManagedPixelBuffer {
+    using ManagedPixelBuffer::ManagedPixelBuffer;
+    void grabRegion(const rfb::Region& region) override { box = region.extents(); }
+    rfb::RgnRect box;
+  } source(PixelFormat(), Rect(3, 4, 10, 12), nullptr);
+  TransPixelBuffer trans(false);
+  trans.setSource(&source);
+  trans.grabAll();
+  EXPECT_EQ(source.box, (rfb::RgnRect{3, 4, 10, 12}));
 }

@@ -148,6 +148,8 @@ TEST(ZRLEEncoder, rectanglesContinueOneStreamInEveryFormat) {
     }
   }
   EXPECT_EQ(rfb::Encoder::create(nullptr, 99), nullptr);
+  EXPECT_EQ(rfb::Encoder::supportedEncodings(), std::vector<int>{16});
+  EXPECT_TRUE(rfb::Encoder::isSupported(16) && !rfb::Encoder::isSupported(99));
 }
 
 TEST(ZRLEEncoder, levelIsTakenWhenTheEncoderIsMade) {
