@@ -117,14 +117,14 @@ void countBytes(benchmark::State& state, size_t bytes) {
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(bytes));
 }
 
-void writeTile(rfb::XrleTile& tile, Picture& picture, rdr::OutStream* out) {
+void writeTile(rfb::XrleEncodeTile& tile, Picture& picture, rdr::OutStream* out) {
   tile.analyse(rfb::XrleVariant::leading24, bytesOf(picture), tileSize, tileSize);
   tile.write(out);
 }
 
 void codeTile(benchmark::State& state, const Kind& kind) {
   Picture picture = pictureOf(kind, tileSize);
-  rfb::XrleTile tile(tileSize);
+  rfb::XrleEncodeTile tile(tileSize);
   rdr::MemOutStream out(2 * tilePixels * 4);
   for (auto _ : state) {
     out.truncate(0);
@@ -157,7 +157,7 @@ void encodeBand(benchmark::State& state, const Kind& kind) {
 // The same tile again and again would be all matches; these differ.
 std::vector<uint8_t> tileData(const Kind& kind) {
   Painter painter(tileSize);
-  rfb::XrleTile tile(tileSize);
+  rfb::XrleEncodeTile tile(tileSize);
   rdr::MemOutStream out;
   while (out.length() < 1 << 20) {
     Picture picture = kind.paint(painter);

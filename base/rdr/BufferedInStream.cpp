@@ -21,8 +21,7 @@ BufferedInStream::BufferedInStream(BufferedInStream&& other) noexcept
 }
 
 int BufferedInStream::pos() const {
-  return static_cast<int>(static_cast<unsigned>(ptr - buffer.data()) +
-                          static_cast<unsigned>(offset));
+  return static_cast<int>(int64_t{offset} + (ptr - buffer.data()));
 }
 
 void BufferedInStream::readFrom(InStream& source) {
@@ -58,7 +57,7 @@ void BufferedInStream::compact() {
   ptr -= distance;
   end -= distance;
   checkpointPtr -= distance;
-  offset = static_cast<int>(static_cast<unsigned>(offset) + static_cast<unsigned>(distance));
+  offset = static_cast<int>(int64_t{offset} + distance);
 }
 
 }  // namespace rdr

@@ -32,7 +32,7 @@ BufferedOutStream::~BufferedOutStream() {
 }
 
 int BufferedOutStream::length() const {
-  return static_cast<int>(static_cast<unsigned>(ptr - bufStart) + static_cast<unsigned>(offset));
+  return static_cast<int>(int64_t{offset} + (ptr - bufStart));
 }
 
 void BufferedOutStream::flush() {
@@ -67,23 +67,23 @@ int BufferedOutStream::overrun(int itemSize, int nItems) {
   return std::min(nItems, nFree() / itemSize);
 }
 
-bool BufferedOutStream::writeSome(bool wait) {
-  int count = writeData(sent, pendingSize(), wait);
+bool BufferedOutStream::writeSome(bool needWrite) {
+  int count = writeData(sent, pendingSize(), needWrite);
   if (count == 0) return false;
   if (trace) plat::hexDump(sent, count, " --> ");
   sent += count;
   return true;
 }
 
-bool BufferedOutStream::flushAll(bool wait) {
+bool BufferedOutStream::flushAll(bool needWrite) {
   while (sent < ptr) {
-    if (!writeSome(wait)) return false;
+    if (!writeSome(needWrite)) return false;
   }
   return true;
 }
 
-bool BufferedOutStream::flushBuffer(bool wait) {
-  if (!flushAll(wait)) return false;
+bool BufferedOutStream::flushBuffer(bool needWrite) {
+  if (!flushAll(needWrite)) return false;
   emptyBuffer();
   return true;
 }
@@ -95,12 +95,11 @@ void BufferedOutStream::emptyBuffer() {
 }
 
 void BufferedOutStream::advanceOffset(int64_t bytes) {
-  offset = static_cast<int>(static_cast<unsigned>(offset) + static_cast<unsigned>(bytes));
+  offset = static_cast<int>(int64_t{offset} + bytes);
 }
 
 void BufferedOutStream::grow() {
-  const int newSize = static_cast<int>(
-      std::min(static_cast<int64_t>(bufSize) * 2, static_cast<int64_t>(maxBufSize)));
+  const int newSize = static_cast<int>(std::min(int64_t{bufSize} * 2, int64_t{maxBufSize}));
   uint8_t* newStart = static_cast<uint8_t*>(plat::heapAlloc(static_cast<size_t>(newSize)));
   const int pending = pendingSize();
   memcpy(newStart, sent, static_cast<size_t>(pending));

@@ -33,14 +33,15 @@ class BufferedOutStream : public OutStream {
   // maximum is at least the size.
   explicit BufferedOutStream(int bufSize = -1, int maxBufSize = -1);
 
-  // Delivers at most len bytes and returns the count; 0, only without needWrite: the
-  // destination would block.
+  // Delivers at most len bytes and returns the count. needWrite: waits for the destination
+  // where it would block; without, 0 tells that it would.
   virtual int writeData(const uint8_t* buf, int len, bool needWrite) = 0;
 
-  // False: the destination would block before something, or all, was delivered.
-  bool writeSome(bool wait);
-  bool flushAll(bool wait);
-  bool flushBuffer(bool wait);
+  // needWrite as for writeData(), of every write on the way. False, only without it: the
+  // destination would block before something, or all, was delivered.
+  bool writeSome(bool needWrite);
+  bool flushAll(bool needWrite);
+  bool flushBuffer(bool needWrite);
   // Counts the bytes in the buffer as written and empties it.
   void emptyBuffer();
   void advanceOffset(int64_t bytes);

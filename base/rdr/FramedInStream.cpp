@@ -46,11 +46,10 @@ void FramedInStream::endMsg() {
 }
 
 void FramedInStream::skipMsg() {
-  while (!atEnd()) {
-    if (ptr == end) overrun(true, 1);
-    ptr = end;
-    checkpoint();
-  }
+  struct : Sink {
+    void write(const uint8_t*, int) override {}
+  } nowhere;
+  copyMsg(nowhere);
 }
 
 void FramedInStream::copyMsg(Sink& sink) {
@@ -63,8 +62,7 @@ void FramedInStream::copyMsg(Sink& sink) {
 }
 
 int FramedInStream::pos() const {
-  const ptrdiff_t unconsumed = inMsg_ ? ptr - underlying->getPtr() : 0;
-  return static_cast<int>(static_cast<unsigned>(position) + static_cast<unsigned>(unconsumed));
+  return static_cast<int>(int64_t{position} + (inMsg_ ? ptr - underlying->getPtr() : 0));
 }
 
 int FramedInStream::checkpoint() {
@@ -127,7 +125,7 @@ void FramedInStream::consume() {
   const int consumed = static_cast<int>(ptr - underlying->getPtr());
   frameSize -= consumed;
   PLAT_ASSERT(frameSize >= 0);
-  position = static_cast<int>(static_cast<unsigned>(position) + static_cast<unsigned>(consumed));
+  position = static_cast<int>(int64_t{position} + consumed);
   underlying->setPtr(ptr);
 }
 

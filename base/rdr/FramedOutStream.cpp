@@ -32,7 +32,7 @@ void FramedOutStream::endMsg(bool flush) {
 
 int FramedOutStream::length() const {
   const int open = inMsg && inFrame ? std::max(openBytes(), 0) : 0;
-  return static_cast<int>(static_cast<unsigned>(total) + static_cast<unsigned>(open));
+  return static_cast<int>(int64_t{total} + open);
 }
 
 void FramedOutStream::flush() {
@@ -76,7 +76,7 @@ void FramedOutStream::endFrame(bool lastFrame) {
     }
     writeHeader(frameLength, lastFrame, firstFrame);
     PLAT_ASSERT(ptr == underlying->getPtr() + hdrSize);
-    total = static_cast<int>(static_cast<unsigned>(total) + static_cast<unsigned>(frameLength));
+    total = static_cast<int>(int64_t{total} + frameLength);
     underlying->setPtr(dataEnd);
     firstFrame = false;
   }

@@ -57,8 +57,7 @@ void InStream::rewind() {
 }
 
 void InStream::reposition(int newPos) {
-  int distance =
-      static_cast<int>(static_cast<unsigned>(newPos) - static_cast<unsigned>(checkpointPos));
+  const int distance = static_cast<int>(int64_t{newPos} - checkpointPos);
   if (distance < 0) throw plat::Exception("Can't reposition before checkpoint");
   rewind();
   skip(distance);

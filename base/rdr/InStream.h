@@ -49,7 +49,8 @@ class InStream {
  public:
   // Refill for a window that holds fewer than itemSize bytes. True: there is
   // something to read, though maybe less than itemSize. False, only without wait:
-  // nothing now. Anything but true leaves a rewindable stream at its checkpoint.
+  // nothing now. That, or BlockException, leaves a rewindable stream at its checkpoint;
+  // any other failure leaves a stream where it was met, for the caller to abandon.
   bool overrun(bool wait, int itemSize);
 
   void setRewindable(bool newRewindable) { rewindable = newRewindable; }

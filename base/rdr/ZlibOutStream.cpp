@@ -39,8 +39,7 @@ ZlibOutStream::ZlibOutStream(OutStream* newUnderlying, int bufSize, int level, b
 ZlibOutStream::~ZlibOutStream() = default;
 
 int ZlibOutStream::length() const {
-  return static_cast<int>(static_cast<unsigned>(ptr - buffer.data()) +
-                          static_cast<unsigned>(offset));
+  return static_cast<int>(int64_t{offset} + (ptr - buffer.data()));
 }
 
 void ZlibOutStream::flush() {

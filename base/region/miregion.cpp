@@ -20,7 +20,7 @@ size_t blockBytes(int64_t boxes) {
   return static_cast<size_t>(boxes + 1) * sizeof(RgnRect);
 }
 
-bool overlap(const RgnRect& a, const RgnRect& b) {
+bool boxesOverlap(const RgnRect& a, const RgnRect& b) {
   return a.x1 < b.x2 && b.x1 < a.x2 && a.y1 < b.y2 && b.y1 < a.y2;
 }
 
@@ -213,7 +213,7 @@ bool Region::unite(const Region& a, const Region& b) {
 
 bool Region::subtract(const Region& a, const Region& b) {
   if (a.isBroken() || b.isBroken()) return makeBroken();
-  if (a.isEmpty() || b.isEmpty() || !overlap(a.extents_, b.extents_)) return copy(a);
+  if (a.isEmpty() || b.isEmpty() || !boxesOverlap(a.extents_, b.extents_)) return copy(a);
   if (&a == &b) {
     makeEmpty();
     return true;
@@ -227,9 +227,10 @@ bool Region::intersect(const Region& a, const Region& b) {
 }
 
 // Walks both regions from the top, one range of rows after another in which neither starts or
-// ends a band. `overlap` makes the band of rows that both have; keepA and keepB tell whether
+// ends a band. appendBoth makes the band of rows that both have; keepA and keepB tell whether
 // the rows that only one has belong to the result.
-bool Region::sweep(const Region& a, const Region& b, Overlap overlapStep, bool keepA, bool keepB) {
+bool Region::sweep(const Region& a, const Region& b, AppendBoth appendBoth, bool keepA,
+                   bool keepB) {
   Region result;
   Bands bandsA(a);
   Bands bandsB(b);
@@ -245,7 +246,7 @@ bool Region::sweep(const Region& a, const Region& b, Overlap overlapStep, bool k
     int band = result.numRects();
     bool ok = true;
     if (inA && inB) {
-      ok = (result.*overlapStep)(bandsA, bandsB, top, bottom);
+      ok = (result.*appendBoth)(bandsA, bandsB, top, bottom);
     } else if (inA ? keepA : keepB) {
       ok = result.appendBand(inA ? bandsA : bandsB, top, bottom);
     }

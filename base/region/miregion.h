@@ -61,7 +61,7 @@ class Region {
   static_assert(sizeof(Block) == sizeof(RgnRect));
 
   class Bands;
-  using Overlap = bool (Region::*)(const Bands& a, const Bands& b, int y1, int y2);
+  using AppendBoth = bool (Region::*)(const Bands& a, const Bands& b, int y1, int y2);
 
   static Block* allocate(int64_t boxes);
   static Block* reallocate(Block* block, int64_t boxes);
@@ -75,7 +75,7 @@ class Region {
   int coalesce(int previousBand, int band);
   void finish();
 
-  bool sweep(const Region& a, const Region& b, Overlap overlap, bool keepA, bool keepB);
+  bool sweep(const Region& a, const Region& b, AppendBoth appendBoth, bool keepA, bool keepB);
   bool appendBand(const Bands& source, int y1, int y2);
   bool appendUnion(const Bands& a, const Bands& b, int y1, int y2);
   bool appendDifference(const Bands& a, const Bands& b, int y1, int y2);

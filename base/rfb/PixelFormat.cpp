@@ -9,6 +9,7 @@
 #include "base/rdr/InStream.h"
 #include "base/rdr/OutStream.h"
 #include "base/rfb/ColourMap.h"
+#include "base/rfb/pixelAccess.h"
 
 namespace rfb {
 
@@ -23,21 +24,12 @@ bool channelFits(int shift, unsigned max, int bpp) {
   return shift + std::popcount(max) <= bpp;
 }
 
-// A shift is in range only where its max is not 0.
-unsigned fieldOf(uint32_t pixel, int shift, unsigned max) {
-  return max ? (pixel >> shift) & max : 0;
+int componentOf(uint32_t pixel, int shift, unsigned max) {
+  return max ? static_cast<int>(scaled(pixel >> shift & max, max, 255)) : 0;
 }
 
-uint32_t placed(uint32_t value, int shift, unsigned max) {
-  return max ? value << shift : 0;
-}
-
-int scaledTo255(unsigned value, unsigned max) {
-  return max ? static_cast<int>((value * 255 + max / 2) / max) : 0;
-}
-
-uint32_t scaledFrom255(int value, unsigned max) {
-  return (static_cast<uint32_t>(value) * max + 127) / 255;
+uint32_t placedComponent(int value, int shift, unsigned max) {
+  return placed(scaled(static_cast<uint32_t>(value), 255, max), shift, max);
 }
 
 // The description for red above green above blue ("rgb"), or the reverse ("bgr"), with alpha
@@ -130,27 +122,8 @@ const PixelFormat& PixelFormat::argb8888() {
   return pf;
 }
 
-const PixelFormat& PixelFormat::nativeRGB888() {
-  static PixelFormat pf(32, 24, false, true, 255, 255, 255, 16, 8, 0);
-  pf.makeNativeEndian();
-  return pf;
-}
-
-const PixelFormat& PixelFormat::nativeARGB8888() {
-  static PixelFormat pf(32, 32, false, true, 255, 255, 255, 16, 8, 0, 24, 255);
-  pf.makeNativeEndian();
-  return pf;
-}
-
-const PixelFormat& PixelFormat::nativeBGR888() {
-  static PixelFormat pf(32, 24, false, true, 255, 255, 255, 0, 8, 16);
-  pf.makeNativeEndian();
-  return pf;
-}
-
 const PixelFormat& PixelFormat::nativeABGR8888() {
-  static PixelFormat pf(32, 32, false, true, 255, 255, 255, 0, 8, 16, 24, 255);
-  pf.makeNativeEndian();
+  static const PixelFormat pf(32, 32, false, true, 255, 255, 255, 0, 8, 16, 24, 255);
   return pf;
 }
 
@@ -201,16 +174,14 @@ void PixelFormat::rgbFromPixel(uint32_t pixel, Colour* c, const ColourMap* cm) c
     if (cm) cm->getColour(static_cast<int>(pixel), c);
     return;
   }
-  c->red = scaledTo255(fieldOf(pixel, redShift, redMax), redMax);
-  c->green = scaledTo255(fieldOf(pixel, greenShift, greenMax), greenMax);
-  c->blue = scaledTo255(fieldOf(pixel, blueShift, blueMax), blueMax);
+  *c = {componentOf(pixel, redShift, redMax), componentOf(pixel, greenShift, greenMax),
+        componentOf(pixel, blueShift, blueMax)};
 }
 
 uint32_t PixelFormat::pixelFromRGB(const Colour& c, const ColourMap* cm) const {
   if (!trueColour) return cm ? static_cast<uint32_t>(cm->lookup(c)) : 0;
-  return placed(scaledFrom255(c.red, redMax), redShift, redMax) |
-         placed(scaledFrom255(c.green, greenMax), greenShift, greenMax) |
-         placed(scaledFrom255(c.blue, blueMax), blueShift, blueMax);
+  return placedComponent(c.red, redShift, redMax) | placedComponent(c.green, greenShift, greenMax) |
+         placedComponent(c.blue, blueShift, blueMax);
 }
 
 uint32_t PixelFormat::storedPixel(uint32_t value) const {

@@ -26,6 +26,7 @@ struct PixelFormat {
               int newGreenMax, int newBlueMax, int newRedShift, int newGreenShift, int newBlueShift,
               int newAlphaShift = 0, int newAlphaMax = 0);
 
+  // All are little-endian, and thus native.
   static const PixelFormat& rgb888();
   static const PixelFormat& bgr888();
   static const PixelFormat& rgb565();
@@ -34,9 +35,9 @@ struct PixelFormat {
   static const PixelFormat& rgb111();
   static const PixelFormat& colourMap8();
   static const PixelFormat& argb8888();
-  static const PixelFormat& nativeRGB888();
-  static const PixelFormat& nativeARGB8888();
-  static const PixelFormat& nativeBGR888();
+  static const PixelFormat& nativeRGB888() { return rgb888(); }
+  static const PixelFormat& nativeARGB8888() { return argb8888(); }
+  static const PixelFormat& nativeBGR888() { return bgr888(); }
   static const PixelFormat& nativeABGR8888();
 
   bool isValid() const;

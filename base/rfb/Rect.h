@@ -36,9 +36,7 @@ struct Rect {
   Point br;
 
  private:
-  static int difference(int a, int b) {
-    return static_cast<int>(static_cast<unsigned>(a) - static_cast<unsigned>(b));
-  }
+  static int difference(int a, int b) { return static_cast<int>(int64_t{a} - b); }
 };
 
 // "%d,%d to %d,%d" for messages.

@@ -89,7 +89,7 @@ TransPixelBuffer::Translation TransPixelBuffer::toTrueColour(const ColourPath& p
     if (isRedBlueSwap(in, out)) return {function(TransKind::swapRedBlue), nullptr, nullptr};
   }
   if (!in.trueColour && in.bpp > 16) {
-    return {function(TransKind::colourCube), initColourCube(path), nullptr};
+    return {function(TransKind::colours), initColours(path), nullptr};
   }
   if (!in.trueColour || in.bpp == 8 || (in.bpp == 16 && !perChannel16)) {
     return {function(TransKind::singleTable), initSingleTable(path), nullptr};
@@ -116,7 +116,7 @@ TransPixelBuffer::Translation TransPixelBuffer::toColourMap(ColourPath path) {
   if (in.trueColour && path.outCM->isOrthogonal()) {
     return {function(TransKind::channelTables), initCubeTables(path), std::move(cube)};
   }
-  return {function(TransKind::colourCube), initColourCube(path), std::move(cube)};
+  return {function(TransKind::colours), initColours(path), std::move(cube)};
 }
 
 void TransPixelBuffer::setSource(PixelBuffer* newSource) {

@@ -8,6 +8,18 @@ namespace rfb {
 
 static_assert(std::endian::native == std::endian::little);
 
+// Channels: a max is 2^n - 1, and a shift is in range only where its max is not 0.
+
+// The bits of a channel's value in a pixel.
+inline uint32_t placed(uint32_t value, int shift, unsigned max) {
+  return max ? value << shift : 0;
+}
+
+// To the nearest. The product of two 16-bit maxima fits.
+inline uint32_t scaled(uint32_t value, unsigned max, unsigned newMax) {
+  return max ? (value * newMax + max / 2) / max : 0;
+}
+
 // Pixels of 1 to 4 bytes at any address, least significant byte first.
 
 template <int Bytes>

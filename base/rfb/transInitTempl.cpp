@@ -128,15 +128,6 @@ struct Channels {
   Channel all[3];
 };
 
-uint32_t placed(uint32_t value, const Channel& channel) {
-  return channel.max ? value << channel.shift : 0;
-}
-
-// To the nearest. The product of two 16-bit maxima fits.
-uint32_t scaled(uint32_t value, unsigned max, unsigned newMax) {
-  return max ? (value * newMax + max / 2) / max : 0;
-}
-
 // entryOf(channel, value): the part of the output pixel that a value of channel 0 (red) to 2
 // makes.
 template <class EntryOf>
@@ -197,7 +188,8 @@ TransTable initChannelTables(const ColourPath& path) {
       value = scaled(value, max, limit.all[channel].max);
       max = limit.all[channel].max;
     }
-    return placed(scaled(value, max, out.all[channel].max), out.all[channel]);
+    const auto [outMax, outShift] = out.all[channel];
+    return placed(scaled(value, max, outMax), outShift, outMax);
   });
 }
 
@@ -206,7 +198,8 @@ TransTable initCubeTables(const ColourPath& path) {
   PLAT_ASSERT_THROW(orthCM->isOrthogonal());
   Channels in(path.inPF);
   return buildChannels(path.inPF, path.outPF, [&](int channel, uint32_t value) {
-    Colour colour = path.colourOf(placed(value, in.all[channel]));
+    const auto [max, shift] = in.all[channel];
+    Colour colour = path.colourOf(placed(value, shift, max));
     Colour component;
     if (channel == 0) component.red = colour.red;
     if (channel == 1) component.green = colour.green;
@@ -215,7 +208,7 @@ TransTable initCubeTables(const ColourPath& path) {
   });
 }
 
-TransTable initColourCube(const ColourPath& path) {
+TransTable initColours(const ColourPath& path) {
   return std::make_shared<ColourPath>(path);
 }
 

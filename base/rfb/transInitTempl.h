@@ -20,7 +20,7 @@ using TransTable = std::shared_ptr<const void>;
 enum class TransKind {
   singleTable,    // 8 and 16 bpp: one entry for each pixel value
   channelTables,  // 16 bpp and more: the sum of one entry for each channel
-  colourCube,     // 16 bpp and more: colour by colour, without a table
+  colours,        // 16 bpp and more: colour by colour, without a table
   shrink32To24,
   expand24To32,
   swapRedBlue,  // 32 to 32 bpp
@@ -53,7 +53,7 @@ TransTable initChannelTables(const ColourPath& path);
 // Channel tables into the colour map path.outCM, which must be a cube: throws
 // AssertionFail "orthCM->isOrthogonal()".
 TransTable initCubeTables(const ColourPath& path);
-// For the kind colourCube. The colour maps stay borrowed while the result is used.
-TransTable initColourCube(const ColourPath& path);
+// For the kind colours. The colour maps stay borrowed while the result is used.
+TransTable initColours(const ColourPath& path);
 
 }  // namespace rfb

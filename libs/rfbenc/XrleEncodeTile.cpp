@@ -163,20 +163,16 @@ uint8_t* packBits(const uint64_t* bits, size_t at, int count, uint8_t* out) {
   return out;
 }
 
-// A shift is in range only where its max is not 0.
-uint32_t channelMask(unsigned max, int shift) {
-  return max ? uint32_t{max} << shift : 0;
-}
-
 }  // namespace
 
 std::optional<XrleVariant> xrleVariant(const PixelFormat& pf) {
   if (pf.bpp == 8) return XrleVariant::pixel8;
   if (pf.bpp == 16) return XrleVariant::pixel16;
   if (pf.bpp != 32) return std::nullopt;
-  const uint32_t mask =
-      channelMask(pf.redMax, pf.redShift) | channelMask(pf.greenMax, pf.greenShift) |
-      channelMask(pf.blueMax, pf.blueShift) | channelMask(pf.alphaMax, pf.alphaShift);
+  const uint32_t mask = placed(pf.redMax, pf.redShift, pf.redMax) |
+                        placed(pf.greenMax, pf.greenShift, pf.greenMax) |
+                        placed(pf.blueMax, pf.blueShift, pf.blueMax) |
+                        placed(pf.alphaMax, pf.alphaShift, pf.alphaMax);
   const bool highest = (mask >> 24) != 0;
   const bool lowest = (mask & 0xff) != 0;
   if (highest && lowest) return XrleVariant::pixel32;
@@ -184,7 +180,7 @@ std::optional<XrleVariant> xrleVariant(const PixelFormat& pf) {
   return lastByteUnused ? XrleVariant::leading24 : XrleVariant::trailing24;
 }
 
-XrleTile::XrleTile(int tileSize) {
+XrleEncodeTile::XrleEncodeTile(int tileSize) {
   PLAT_ASSERT(tileSize >= 1 && tileSize <= maxTileSize);
   const size_t most = static_cast<size_t>(tileSize) * static_cast<size_t>(tileSize);
   runEnds.resize((most + 63) / 64);
@@ -193,7 +189,8 @@ XrleTile::XrleTile(int tileSize) {
   indexes.resize(most + fillBlock);
 }
 
-void XrleTile::analyse(XrleVariant newVariant, uint8_t* newPixels, int newWidth, int newHeight) {
+void XrleEncodeTile::analyse(XrleVariant newVariant, uint8_t* newPixels, int newWidth,
+                             int newHeight) {
   variant = newVariant;
   pixels = newPixels;
   width = newWidth;
@@ -201,12 +198,12 @@ void XrleTile::analyse(XrleVariant newVariant, uint8_t* newPixels, int newWidth,
   withVariant(variant, [this](auto traits) { analyseAs<decltype(traits)>(); });
 }
 
-void XrleTile::write(rdr::OutStream* os) {
+void XrleEncodeTile::write(rdr::OutStream* os) {
   withVariant(variant, [this, os](auto traits) { writeAs<decltype(traits)>(os); });
 }
 
 template <class Variant>
-void XrleTile::analyseAs() {
+void XrleEncodeTile::analyseAs() {
   using Pixel = typename Variant::Pixel;
   constexpr int size = sizeof(Pixel);
   // Ends the last run at the end of the tile.
@@ -218,7 +215,7 @@ void XrleTile::analyseAs() {
 }
 
 template <class Pixel>
-void XrleTile::collectColours() {
+void XrleEncodeTile::collectColours() {
   palette.clear();
   uint8_t* out = paletteRuns.data();
   forEachRun(runEnds.data(), count(), [&](int start, int length) {
@@ -243,7 +240,7 @@ void XrleTile::collectColours() {
 }
 
 template <class Variant>
-void XrleTile::writeAs(rdr::OutStream* os) {
+void XrleEncodeTile::writeAs(rdr::OutStream* os) {
   os->writeU8(static_cast<uint8_t>(subencoding));
   if (subencoding == rawTile) return writeRaw<Variant>(os);
   if (subencoding == plainRunsTile) return writePlainRuns<Variant>(os);
@@ -253,7 +250,7 @@ void XrleTile::writeAs(rdr::OutStream* os) {
 }
 
 template <class Variant>
-void XrleTile::writeRaw(rdr::OutStream* os) const {
+void XrleEncodeTile::writeRaw(rdr::OutStream* os) const {
   const int size = Variant::cpixelSize * count();
   if constexpr (Variant::cpixelSize == sizeof(typename Variant::Pixel)) {
     os->writeBytes(pixels, size);
@@ -268,12 +265,12 @@ void XrleTile::writeRaw(rdr::OutStream* os) const {
 }
 
 template <class Variant>
-void XrleTile::writePalette(rdr::OutStream* os) const {
+void XrleEncodeTile::writePalette(rdr::OutStream* os) const {
   for (int i = 0; i < palette.size; ++i) writeCPixel<Variant>(os, palette.colours[i]);
 }
 
 template <class Variant>
-void XrleTile::writePlainRuns(rdr::OutStream* os) const {
+void XrleEncodeTile::writePlainRuns(rdr::OutStream* os) const {
   forEachRun(runEnds.data(), count(), [&](int start, int length) {
     writeCPixel<Variant>(os, pixelAt<typename Variant::Pixel>(pixels, start));
     putRunLength(length, [os](uint8_t byte) { os->writeU8(byte); });
@@ -282,7 +279,7 @@ void XrleTile::writePlainRuns(rdr::OutStream* os) const {
 }
 
 template <class Pixel>
-void XrleTile::writePackedIndexes(rdr::OutStream* os) {
+void XrleEncodeTile::writePackedIndexes(rdr::OutStream* os) {
   const XrlePaletteHelper* np = &palette;
   PLAT_ASSERT(np->size < 17);
   uint8_t* first = indexes.data();

@@ -30,12 +30,12 @@ std::optional<XrleVariant> xrleVariant(const PixelFormat& pf);
 
 // One tile on its way from pixels to the tile data of the ZRLE encoding (RFC 6143
 // section 7.7.6). Used for one tile after another; allocates nothing for a tile.
-class XrleTile : private plat::NonCopyable {
+class XrleEncodeTile : private plat::NonCopyable {
  public:
   static constexpr int maxTileSize = 16384;
 
   // Tiles of up to tileSize pixels, 1 to maxTileSize, in width and height.
-  explicit XrleTile(int tileSize);
+  explicit XrleEncodeTile(int tileSize);
 
   // Chooses the subencoding of width x height pixels, row after row without padding.
   // There is room for one more pixel behind them, which is overwritten. The pixels stay

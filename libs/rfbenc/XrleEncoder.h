@@ -18,7 +18,7 @@ class XrleCallback;
 class XrleEncoder : private plat::NonCopyable {
  public:
   // newBuffers supplies the tile memory; it is borrowed and outlives the coder. tileSize:
-  // pixels, 1 to XrleTile::maxTileSize. paletteReuse, for tiles that use the palette of the
+  // pixels, 1 to XrleEncodeTile::maxTileSize. paletteReuse, for tiles that use the palette of the
   // tile before, is not supported and must be false. resetPerRect: no rectangle begins with
   // the palette of the one before.
   XrleEncoder(EncoderCallback* newBuffers, int newTileSize, bool paletteReuse,
@@ -37,7 +37,7 @@ class XrleEncoder : private plat::NonCopyable {
   int tileSize;
   bool resetPerRect;
   Rect tileRect;
-  XrleTile tile;
+  XrleEncodeTile tile;
 };
 
 }  // namespace rfb
