@@ -36,16 +36,7 @@ static const char* boolText(bool value) {
 
 FdIo::FdIo(int newFd, bool ownsFd, bool isConnecting, int inBufSize, int outMaxBufSize,
            bool setNonBlocking)
-    : FdHandler(-1),
-      closeOnDestroy(true),
-      connecting(isConnecting),
-      fdMgr(nullptr),
-      socketError(-1),
-      handler(nullptr),
-      flushTimer(this),
-      shutdownTimer(this),
-      interest(0),
-      state(State::open) {
+    : FdHandler(-1), connecting(isConnecting) {
   os::prepareProcess();
   if (newFd >= 0) attach(newFd, ownsFd, inBufSize, outMaxBufSize, setNonBlocking);
 }

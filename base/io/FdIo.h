@@ -57,20 +57,20 @@ class FdIo : public Io,
   void finishShutdown();  // destroys this object
   void leaveManager();
 
-  bool closeOnDestroy;
-  bool connecting;   // waits for a non-blocking connect to end
-  FdManager* fdMgr;  // borrowed, null in blocking mode
-  int socketError;   // -1: not read yet
+  bool closeOnDestroy = true;
+  bool connecting;             // waits for a non-blocking connect to end
+  FdManager* fdMgr = nullptr;  // borrowed, null in blocking mode
+  int socketError = -1;        // -1: not read yet
 
  protected:
   plat::String name_;
 
  private:
-  IoHandler* handler;         // borrowed, null in blocking mode
-  plat::Timer flushTimer;     // bounds how long a write may wait
-  plat::Timer shutdownTimer;  // ends a shutdown on the next pass of the timers
-  unsigned interest;          // what the manager watches for this object
-  State state;
+  IoHandler* handler = nullptr;     // borrowed, null in blocking mode
+  plat::Timer flushTimer{this};     // bounds how long a write may wait
+  plat::Timer shutdownTimer{this};  // ends a shutdown on the next pass of the timers
+  unsigned interest = 0;            // what the manager watches for this object
+  State state = State::open;
 };
 
 }  // namespace io

@@ -55,8 +55,8 @@ class FdManager : private plat::Timer::Callback, private plat::NonCopyable {
   void queueReadable(FdHandler* handler);
   void queueWritable(FdHandler* handler);
   void queueOther(FdHandler* handler);
-  // Withdraws a queued writable event; `dispatching`: also when processEvents() has
-  // already begun on those and not come to this one.
+  // Withdraws a queued writable event; with `dispatching` also one that a processEvents()
+  // under way has still to come to.
   void dropWritable(FdHandler* handler, bool dispatching);
   // Has the queues processed on the next pass of the timers, without waiting.
   // Timers are the current manager's: call it only while no other one is nested inside.

@@ -4,11 +4,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <string>
 
 #include "base/os/AppInfo.h"
 #include "base/plat/DString.h"
 #include "base/plat/Exception.h"
-#include "base/plat/SString.h"
 #include "base/plat/file.h"
 
 namespace os {
@@ -29,10 +29,10 @@ const char* LocalPrivateDir::baseDir() {
 }
 
 plat::String LocalPrivateDir::get(const char* user) {
-  char uidText[16] = "";
-  plat::sstrAppendPrintf(uidText, sizeof uidText, "%u", geteuid());
+  const std::string ownUid = std::to_string(geteuid());
   plat::DString path;
-  path.appendFormat("%s/.%s-%s", baseDir(), AppInfo::getPathComp(true), user ? user : uidText);
+  path.appendFormat("%s/.%s-%s", baseDir(), AppInfo::getPathComp(true),
+                    user ? user : ownUid.c_str());
   if (!user && !plat::mkDir(path.get(), /*isPrivate=*/true, /*fixExisting=*/true) &&
       !isDirectory(path.get())) {
     throw plat::SystemExceptionFmt("mkDir(%s)", EEXIST, path.get());

@@ -4,13 +4,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <string>
+
 #include "base/os/AppInfo.h"
 #include "base/os/LocalPrivateDir.h"
 #include "base/os/SocketUtil.h"
 #include "base/os/unix/DirEnum.h"
 #include "base/plat/DString.h"
 #include "base/plat/Exception.h"
-#include "base/plat/SString.h"
 #include "base/plat/Splitter.h"
 #include "base/plat/unix/OwnedFd.h"
 
@@ -92,9 +93,7 @@ void PipeNameScoped::removeStale(const char* base, const char* app) {
     sweepEveryone(app, base);
     return;
   }
-  char user[16] = "";
-  plat::sstrAppendPrintf(user, sizeof user, "%u", geteuid());
-  sweep(LocalPrivateDir::get(user).get(), app, base);
+  sweep(LocalPrivateDir::get(std::to_string(geteuid()).c_str()).get(), app, base);
 }
 
 }  // namespace os

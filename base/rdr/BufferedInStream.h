@@ -18,7 +18,7 @@ class BufferedInStream : public InStream, private plat::NonCopyable {
   // plat::Exception "Too much data for InStream buffer" when it does not fit. Only
   // a whole block is appended.
   void readFrom(InStream& source);
-  // The bytes held secrets: they are wiped before the buffer is freed.
+  // The bytes are secrets, to be wiped before the buffer is freed.
   void setSecure(bool secure) { buffer.setWipe(secure); }
   // Dumps every block read to standard error.
   void setTrace(bool newTrace) { trace = newTrace; }

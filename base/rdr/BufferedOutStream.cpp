@@ -2,10 +2,9 @@
 
 #include <algorithm>
 #include <climits>
-#include <cstdlib>
+#include <utility>
 
 #include "base/plat/ConfigParameter.h"
-#include "base/plat/String.h"
 #include "base/plat/hexDump.h"
 #include "base/rdr/Exceptions.h"
 
@@ -21,18 +20,14 @@ static plat::IntParameter maxOutBufferSize(
 BufferedOutStream::BufferedOutStream(int size, int maxSize)
     : bufSize(size < 0 ? defaultBufSize : size),
       maxBufSize(std::max(maxSize < 0 ? maxOutBufferSize.getValue() : maxSize, bufSize)),
-      bufStart(static_cast<uint8_t*>(plat::heapAlloc(static_cast<size_t>(bufSize)))),
-      sent(bufStart) {
-  ptr = bufStart;
+      buffer(std::make_unique_for_overwrite<uint8_t[]>(static_cast<size_t>(bufSize))),
+      sent(buffer.get()) {
+  ptr = sent;
   updateEnd();
 }
 
-BufferedOutStream::~BufferedOutStream() {
-  free(bufStart);
-}
-
 int BufferedOutStream::length() const {
-  return static_cast<int>(int64_t{offset} + (ptr - bufStart));
+  return static_cast<int>(int64_t{offset} + (ptr - buffer.get()));
 }
 
 void BufferedOutStream::flush() {
@@ -57,11 +52,11 @@ int BufferedOutStream::overrun(int itemSize, int nItems) {
       throw plat::Exception("BufferedOutStream overrun: unable to write");
     }
   }
-  if (const ptrdiff_t delivered = sent - bufStart; delivered > 0) {
-    memmove(bufStart, sent, static_cast<size_t>(ptr - sent));
+  if (const ptrdiff_t delivered = sent - buffer.get(); delivered > 0) {
+    memmove(buffer.get(), sent, static_cast<size_t>(ptr - sent));
     advanceOffset(delivered);
     ptr -= delivered;
-    sent = bufStart;
+    sent -= delivered;
   }
   updateEnd();
   return std::min(nItems, nFree() / itemSize);
@@ -89,8 +84,8 @@ bool BufferedOutStream::flushBuffer(bool needWrite) {
 }
 
 void BufferedOutStream::emptyBuffer() {
-  advanceOffset(ptr - bufStart);
-  ptr = sent = bufStart;
+  advanceOffset(ptr - buffer.get());
+  ptr = sent = buffer.get();
   updateEnd();
 }
 
@@ -100,18 +95,18 @@ void BufferedOutStream::advanceOffset(int64_t bytes) {
 
 void BufferedOutStream::grow() {
   const int newSize = static_cast<int>(std::min(int64_t{bufSize} * 2, int64_t{maxBufSize}));
-  uint8_t* newStart = static_cast<uint8_t*>(plat::heapAlloc(static_cast<size_t>(newSize)));
+  auto larger = std::make_unique_for_overwrite<uint8_t[]>(static_cast<size_t>(newSize));
   const int pending = pendingSize();
-  memcpy(newStart, sent, static_cast<size_t>(pending));
-  advanceOffset(sent - bufStart);
-  free(bufStart);
-  bufStart = sent = newStart;
+  memcpy(larger.get(), sent, static_cast<size_t>(pending));
+  advanceOffset(sent - buffer.get());
+  buffer = std::move(larger);
   bufSize = newSize;
-  ptr = bufStart + pending;
+  sent = buffer.get();
+  ptr = sent + pending;
 }
 
 void BufferedOutStream::updateEnd() {
-  end = bufStart + std::min(ptr - bufStart + maxWindow, static_cast<ptrdiff_t>(bufSize));
+  end = buffer.get() + std::min(ptr - buffer.get() + maxWindow, static_cast<ptrdiff_t>(bufSize));
 }
 
 }  // namespace rdr

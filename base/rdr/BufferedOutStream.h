@@ -1,5 +1,7 @@
 #pragma once
 
+#include <memory>
+
 #include "base/rdr/OutStream.h"
 
 namespace rdr {
@@ -13,8 +15,6 @@ class BufferedOutStream : public OutStream {
   // The window never reaches further beyond the buffered data, so that a large
   // buffer fills in steps with a chance to deliver after each.
   static constexpr int maxWindow = 16384;
-
-  ~BufferedOutStream() override;
 
   int length() const override;
   void flush() override;
@@ -50,8 +50,8 @@ class BufferedOutStream : public OutStream {
   int maxBufSize;
   int offset = 0;  // position of the buffer start
   int writeTimeoutMs = 30000;
-  uint8_t* bufStart;  // owned, malloc-allocated
-  uint8_t* sent;      // first byte not delivered yet
+  std::unique_ptr<uint8_t[]> buffer;
+  uint8_t* sent;  // first byte not delivered yet
   bool blocking = true;
   bool throwErrors = true;
   bool trace = false;

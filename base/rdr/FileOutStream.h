@@ -25,8 +25,6 @@ class FileOutStream : public BufferedNBOutStream {
   // (plat::StdlibException); there is no file afterwards in either case.
   void close();
 
-  FILE* getFile() const { return file.get(); }
-
  protected:
   int writeData(const uint8_t* buf, int len, bool needWrite) override;
 

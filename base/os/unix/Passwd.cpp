@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <string>
 
 #include "base/plat/Exception.h"
 #include "base/plat/SString.h"
@@ -26,10 +27,9 @@ plat::SystemException plainFailure(int err, const char* call, const char* argume
 Passwd::Passwd(bool byName, const char* name, uid_t uid)
     : entry(), buffer(1024, /*wipe=*/true), found(false) {
   const char* call = byName ? "getpwnam" : "getpwuid";
-  char uidText[16] = "";
-  plat::sstrAppendPrintf(uidText, sizeof uidText, "%u", uid);
+  const std::string uidText = std::to_string(uid);
   if (byName && !name) throw plainFailure(EINVAL, call, "<null>", "null name");
-  const char* argument = byName ? name : uidText;
+  const char* argument = byName ? name : uidText.c_str();
 
   while (true) {
     memset(&entry, 0, sizeof entry);

@@ -46,8 +46,7 @@ UnixIo::UnixIo(const char* path, int givenFd, bool datagram, int connectTimeoutM
   text.appendFormat("<unix-%s-%s", givenFd < 0 ? "client" : "server", path ? path : "anon");
   ucred credentials;
   if (readPeerCredentials(getFd(), &credentials)) {
-    text.append("-uid-");
-    text.appendFormat("%u", credentials.uid);
+    text.appendFormat("-uid-%u", credentials.uid);
   }
   text.append(">");
   name_ = text.release();
