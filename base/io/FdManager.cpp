@@ -26,7 +26,6 @@ FdHandler* FdHandlerSet::takeLast() {
 }
 
 void FdHandlerSet::takeAll(FdHandlerSet& other) {
-  // This set is not empty when a handler dispatches events itself, or threw.
   for (FdHandler* handler : other.handlers) insert(handler);
   other.handlers.clear();
 }
@@ -59,33 +58,28 @@ void FdManager::removeHandler(FdHandler* handler) {
 }
 
 bool FdManager::setInterest(FdHandler* handler, unsigned interest) {
-  if (!(interest & (interestRead | interestReadAlt1 | interestReadAlt2))) {
-    readableQueue.erase(handler);
-    dispatchingReadable.erase(handler);
-  }
-  if (!(interest & interestWrite)) dropWritable(handler, true);
-  if (!(interest & interestOther)) {
-    otherQueue.erase(handler);
-    dispatchingOther.erase(handler);
-  }
+  if (!(interest & (interestRead | interestReadAlt1 | interestReadAlt2)))
+    readableEvents.drop(handler);
+  if (!(interest & interestWrite)) writableEvents.drop(handler);
+  if (!(interest & interestOther)) otherEvents.drop(handler);
   return interestChanged(handler, interest);
 }
 
 void FdManager::queueReadable(FdHandler* handler) {
-  readableQueue.insert(handler);
+  readableEvents.queue.insert(handler);
 }
 
 void FdManager::queueWritable(FdHandler* handler) {
-  writableQueue.insert(handler);
+  writableEvents.queue.insert(handler);
 }
 
 void FdManager::queueOther(FdHandler* handler) {
-  otherQueue.insert(handler);
+  otherEvents.queue.insert(handler);
 }
 
 void FdManager::dropWritable(FdHandler* handler, bool dispatching) {
-  writableQueue.erase(handler);
-  if (dispatching) dispatchingWritable.erase(handler);
+  writableEvents.queue.erase(handler);
+  if (dispatching) writableEvents.dispatching.erase(handler);
 }
 
 void FdManager::dispatchSoon() {
@@ -94,15 +88,20 @@ void FdManager::dispatchSoon() {
 
 void FdManager::processEvents() {
   timers.processTimers();
-  dispatch(otherQueue, dispatchingOther, &FdHandler::fdOther);
-  dispatch(readableQueue, dispatchingReadable, &FdHandler::fdReadable);
-  dispatch(writableQueue, dispatchingWritable, &FdHandler::fdWritable);
+  otherEvents.dispatch(&FdHandler::fdOther);
+  readableEvents.dispatch(&FdHandler::fdReadable);
+  writableEvents.dispatch(&FdHandler::fdWritable);
   eventsProcessed();
 }
 
-void FdManager::dispatch(FdHandlerSet& events, FdHandlerSet& dispatching,
-                         void (FdHandler::*event)()) {
-  dispatching.takeAll(events);
+void FdManager::Events::drop(FdHandler* handler) {
+  queue.erase(handler);
+  dispatching.erase(handler);
+}
+
+void FdManager::Events::dispatch(void (FdHandler::*event)()) {
+  // Not empty when a handler dispatches events itself, or threw.
+  dispatching.takeAll(queue);
   while (!dispatching.isEmpty()) (dispatching.takeLast()->*event)();
 }
 

@@ -78,11 +78,17 @@ class FdManager : private plat::Timer::Callback, private plat::NonCopyable {
   virtual void eventsProcessed() {}
 
  private:
-  void dispatch(FdHandlerSet& events, FdHandlerSet& dispatching, void (FdHandler::*event)());
+  // Handlers that have an event of one kind, and those of them that a processEvents() under
+  // way has still to call.
+  struct Events {
+    void drop(FdHandler* handler);
+    void dispatch(void (FdHandler::*event)());
+
+    FdHandlerSet queue, dispatching;
+  };
 
   std::vector<FdHandler*> handlers;  // in the order of registration
-  FdHandlerSet readableQueue, writableQueue, otherQueue;
-  FdHandlerSet dispatchingReadable, dispatchingWritable, dispatchingOther;
+  Events readableEvents, writableEvents, otherEvents;
   plat::TimerManager timers;
   plat::Timer dispatchTimer;
   FdManager* previous;

@@ -21,6 +21,13 @@ void assign(plat::String& field, const char* text) {
   if (!(field == text)) field.set(text);
 }
 
+const char* read(const plat::String& field, bool emptyIfUnset, const char* assertion) {
+  if (!emptyIfUnset && field.isNull()) {
+    plat::assertionFailed(plat::AssertionFail(assertion, __FILE__, __LINE__));
+  }
+  return field.orEmpty();
+}
+
 }  // namespace
 
 void AppInfo::set(const char* app, const char* company, const char* pathComp,
@@ -43,27 +50,19 @@ void AppInfo::setGroup(const char* group) {
 }
 
 const char* AppInfo::getApp(bool emptyIfUnset) {
-  const char* app = identity().app.get();
-  PLAT_ASSERT(emptyIfUnset || app);
-  return identity().app.orEmpty();
+  return read(identity().app, emptyIfUnset, "emptyIfUnset || app");
 }
 
 const char* AppInfo::getGroup(bool emptyIfUnset) {
-  const char* group = identity().group.get();
-  PLAT_ASSERT(emptyIfUnset || group);
-  return identity().group.orEmpty();
+  return read(identity().group, emptyIfUnset, "emptyIfUnset || group");
 }
 
 const char* AppInfo::getCompany(bool emptyIfUnset) {
-  const char* company = identity().company.get();
-  PLAT_ASSERT(emptyIfUnset || company);
-  return identity().company.orEmpty();
+  return read(identity().company, emptyIfUnset, "emptyIfUnset || company");
 }
 
 const char* AppInfo::getPathComp(bool emptyIfUnset) {
-  const char* pathComp = identity().pathComp.get();
-  PLAT_ASSERT(emptyIfUnset || pathComp);
-  return identity().pathComp.orEmpty();
+  return read(identity().pathComp, emptyIfUnset, "emptyIfUnset || pathComp");
 }
 
 const char* AppInfo::getDisplayName(bool emptyIfUnset) {
@@ -72,9 +71,7 @@ const char* AppInfo::getDisplayName(bool emptyIfUnset) {
 }
 
 const char* AppInfo::getDetail(bool emptyIfUnset) {
-  const char* detail = identity().detail.get();
-  PLAT_ASSERT(emptyIfUnset || detail);
-  return identity().detail.orEmpty();
+  return read(identity().detail, emptyIfUnset, "emptyIfUnset || detail");
 }
 
 }  // namespace os

@@ -117,7 +117,7 @@ int getBufferSize(int fd, int option, const char* name) {
 }
 
 int raiseBufferSize(int fd, int option, const char* name, int want) {
-  int current = getBufferSize(fd, option, name);
+  const int current = getBufferSize(fd, option, name);
   if (want <= current) return current;
   while (setsockopt(fd, SOL_SOCKET, option, &want, sizeof want) < 0) {
     int err = errno;

@@ -8,15 +8,19 @@ namespace rdr {
 class BufferedNonBlockableInStream : public BufferedInStream {
  public:
   // Sets the checkpoint; a non-blocking stream becomes rewindable.
-  virtual void setNonBlocking(bool newNonBlocking);
+  virtual void setNonBlocking(bool newNonBlocking) {
+    nonBlocking = newNonBlocking;
+    checkpoint();
+    if (nonBlocking) rewindable = true;
+  }
 
   // Limit of one wait for data; negative: none.
   void setTimeout(int ms) { timeoutMs = ms; }
 
  protected:
-  explicit BufferedNonBlockableInStream(int bufSize = -1, int timeoutMs = -1);
+  using BufferedInStream::BufferedInStream;
 
-  int timeoutMs;
+  int timeoutMs = -1;
   bool nonBlocking = false;
 };
 

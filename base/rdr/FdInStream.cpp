@@ -12,7 +12,7 @@
 namespace rdr {
 
 FdInStream::FdInStream(int descriptor, int bufSize)
-    : BufferedNonBlockableInStream(bufSize, -1), fd(descriptor) {}
+    : BufferedNonBlockableInStream(bufSize), fd(descriptor) {}
 
 FdInStream::FdInStream(FdInStream&& other) noexcept
     : BufferedNonBlockableInStream(std::move(other)),

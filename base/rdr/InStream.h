@@ -50,7 +50,7 @@ class InStream {
   // Refill for a window that holds fewer than itemSize bytes. True: there is
   // something to read, though maybe less than itemSize. False, only without wait:
   // nothing now. That, or BlockException, leaves a rewindable stream at its checkpoint;
-  // any other failure leaves a stream where it was met, for the caller to abandon.
+  // any other exception leaves it where the reader had come to.
   bool overrun(bool wait, int itemSize);
 
   void setRewindable(bool newRewindable) { rewindable = newRewindable; }

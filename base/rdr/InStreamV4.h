@@ -10,7 +10,11 @@ class InStreamV4 : public FramedInStream {
   explicit InStreamV4(InStream* newUnderlying) : FramedInStream(newUnderlying) {}
 
  protected:
-  void readHeader(int* size, bool* last, bool firstFrame) override;
+  void readHeader(int* size, bool* last, bool) override {
+    const uint16_t header = source().readU16();
+    *size = header & 0x7fff;
+    *last = (header & 0x8000) != 0;
+  }
 };
 
 }  // namespace rdr

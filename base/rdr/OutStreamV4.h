@@ -14,7 +14,9 @@ class OutStreamV4 : public FramedOutStream {
       : FramedOutStream(newUnderlying, largestFrame, 2) {}
 
  protected:
-  void writeHeader(int length, bool lastFrame, bool firstFrame) override;
+  void writeHeader(int length, bool lastFrame, bool) override {
+    writeU16(static_cast<uint16_t>((lastFrame ? 0x8000 : 0) | length));
+  }
 };
 
 }  // namespace rdr

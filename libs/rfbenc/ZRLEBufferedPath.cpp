@@ -96,8 +96,8 @@ void ZRLEBufferedPath::endRow() {
   zlib->flush(false);
 }
 
-// Encodes r, that is *written, into the memory stream. Returns false when it did not fit:
-// *written is what is there, or empty when there is nothing.
+// Encodes r into the memory stream; *written is r at first. Returns false when it did not
+// fit: *written is then the part that is there, or empty when there is none.
 bool ZRLEBufferedPath::encode(const Rect& r, PixelBuffer* pb, int maxBytes, Rect* written) {
   memory.truncate(0);
   memory.setMaxSize(maxBytes);
