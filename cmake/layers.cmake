@@ -3,6 +3,49 @@
 # CMake hands the objects of an object library to direct dependents only, so an
 # executable names its topmost layers and this walks down the diagram.
 
+# Of every layer, and so of everything that stands on one. The presets make them errors.
+add_library(warnings INTERFACE)
+target_compile_options(warnings INTERFACE
+  -Wall -Wextra -Wshadow -Wnon-virtual-dtor -Wformat-security)
+
+# qolt_add_layers(<file>): the object libraries and programs of the rows of layers.txt, without
+# the programs that stand on a library that is not there.
+function(qolt_add_layers file)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${file})
+  file(STRINGS ${file} rows REGEX "^[^#]")
+  string(REGEX MATCHALL "[^ ;]+/[^ ;]+" all_paths "${rows}")
+  get_directory_property(imported IMPORTED_TARGETS)
+  list(JOIN imported "|" imported)
+  foreach(row ${rows})
+    string(REGEX MATCH "^(\\*?)([^ ]+) +(.*[^ ]) +< (.*)$" row ${row})
+    set(is_program ${CMAKE_MATCH_1})
+    set(name ${CMAKE_MATCH_2})
+    separate_arguments(paths UNIX_COMMAND ${CMAKE_MATCH_3})
+    separate_arguments(below UNIX_COMMAND ${CMAKE_MATCH_4})
+    set(sources)
+    foreach(path ${paths})
+      file(GLOB_RECURSE found RELATIVE ${PROJECT_SOURCE_DIR} CONFIGURE_DEPENDS
+           ${path}.cpp ${path}/*.cpp)
+      foreach(longer ${all_paths})
+        if(longer MATCHES "^${path}/")
+          list(FILTER found EXCLUDE REGEX "^${longer}[./]")
+        endif()
+      endforeach()
+      list(APPEND sources ${found})
+    endforeach()
+    set(absent ${below})
+    list(FILTER absent INCLUDE REGEX "::")
+    list(FILTER absent EXCLUDE REGEX "^(${imported})$")
+    if(NOT is_program)
+      add_library(${name} OBJECT ${sources})
+      target_link_libraries(${name} PUBLIC ${below})
+    elseif(NOT absent)
+      add_executable(${name} ${sources})
+      qolt_link(${name} ${below})
+    endif()
+  endforeach()
+endfunction()
+
 function(qolt_collect_layers result)
   set(found)
   set(queue ${ARGN})
