@@ -10,29 +10,14 @@ namespace rfb {
 
 namespace {
 
-void expandPlain(const uint8_t* in, uint8_t* out, size_t pixels) {
-  for (size_t i = 0; i < pixels; ++i, in += 3, out += 4) {
+// Exchanges bytes 0 and 2. A byte 3 that only the output has is zero.
+template <int In, int Out>
+void convertPlain(const uint8_t* in, uint8_t* out, size_t pixels) {
+  for (size_t i = 0; i < pixels; ++i, in += In, out += Out) {
     out[0] = in[2];
     out[1] = in[1];
     out[2] = in[0];
-    out[3] = 0;
-  }
-}
-
-void shrinkPlain(const uint8_t* in, uint8_t* out, size_t pixels) {
-  for (size_t i = 0; i < pixels; ++i, in += 4, out += 3) {
-    out[0] = in[2];
-    out[1] = in[1];
-    out[2] = in[0];
-  }
-}
-
-void swapPlain(const uint8_t* in, uint8_t* out, size_t pixels) {
-  for (size_t i = 0; i < pixels; ++i, in += 4, out += 4) {
-    out[0] = in[2];
-    out[1] = in[1];
-    out[2] = in[0];
-    out[3] = in[3];
+    if constexpr (Out == 4) out[3] = In == 4 ? in[3] : 0;
   }
 }
 
@@ -48,7 +33,7 @@ __attribute__((target("ssse3"))) inline void expandFour(const uint8_t* in, uint8
 // The four bytes too many of the first vector are those of the next pixels; all others begin
 // with the pixel before. The last one may convert some pixels a second time.
 __attribute__((target("ssse3"))) void expandSsse3(const uint8_t* in, uint8_t* out, size_t pixels) {
-  if (pixels < 6) return expandPlain(in, out, pixels);
+  if (pixels < 6) return convertPlain<3, 4>(in, out, pixels);
   expandFour(in, out, _mm_setr_epi8(2, 1, 0, -1, 5, 4, 3, -1, 8, 7, 6, -1, 11, 10, 9, -1));
   const __m128i order = _mm_setr_epi8(6, 5, 4, -1, 9, 8, 7, -1, 12, 11, 10, -1, 15, 14, 13, -1);
   size_t i = 4;
@@ -68,7 +53,7 @@ void expandNeon(const uint8_t* in, uint8_t* out, size_t pixels) {
     uint8x16x4_t pixel{{bytes.val[2], bytes.val[1], bytes.val[0], vdupq_n_u8(0)}};
     vst4q_u8(out + 4 * i, pixel);
   }
-  expandPlain(in + 3 * i, out + 4 * i, pixels - i);
+  convertPlain<3, 4>(in + 3 * i, out + 4 * i, pixels - i);
 }
 
 #endif
@@ -81,15 +66,15 @@ ByteOrderOp expand24To32() {
 }
 
 ByteOrderOp shrink32To24() {
-  return shrinkPlain;
+  return convertPlain<4, 3>;
 }
 
 ByteOrderOp swapRedBlue32() {
-  return swapPlain;
+  return convertPlain<4, 4>;
 }
 
 std::vector<Expand24To32> usableExpand24To32() {
-  std::vector<Expand24To32> usable{{"plain", expandPlain}};
+  std::vector<Expand24To32> usable{{"plain", convertPlain<3, 4>}};
 #if defined(__x86_64__)
   if (__builtin_cpu_supports("ssse3")) usable.push_back({"ssse3", expandSsse3});
 #elif defined(__aarch64__)
