@@ -25,7 +25,7 @@ class OutStream {
   virtual OutStream* innermost();
   // Accepted, not yet delivered to the destination.
   virtual int pendingBytes();
-  // How many bytes more the stream takes before it blocks or is full; INT_MAX: no limit. A
+  // How many more bytes the stream takes before it blocks or is full; INT_MAX: no limit. A
   // filtering stream estimates it from the one below: with 0 left, it may still take some.
   virtual int freeSpace() const = 0;
   // Ends the write direction of the destination; returns whether that was done.

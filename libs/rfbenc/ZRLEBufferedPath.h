@@ -33,7 +33,7 @@ class ZRLEBufferedPath : private XrleCallback, private plat::NonCopyable {
   bool writeRects(const Region& region, PixelBuffer* pb, Region* updated);
   // Writes r, or with maxBytes above 0 as much of it as fits into that: whole rows of tiles,
   // of the first row whole tiles. Returns whether all of r was written; *written is what was.
-  // os: null with a header, which asks the callback for the stream.
+  // With a header, os is null: the callback gives the stream.
   bool writeRect(const Rect& r, rdr::OutStream* os, PixelBuffer* pb, int maxBytes, Rect* written,
                  bool withRectHeader);
   // Whether the receiver has seen nothing of the zlib stream, as at first.
