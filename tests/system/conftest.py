@@ -79,6 +79,7 @@ def new_job(account):
     yield make
     for job in jobs:
         job.clean()
+        Path(job.socket_path).unlink(missing_ok=True)  # of a receiver that was killed
 
 
 @pytest.fixture
