@@ -177,6 +177,7 @@ def test_bad_message_is_reported_and_the_next_connection_served(job, server):
             (b"\xff\xff\xff\xff", "bad message: a path of 4294967295 bytes"),
             (bytes(4), "bad message: a path of 0 bytes"),
             (message(b"x" * 256), "bad message: a path of 256 bytes"),
+            (message(b"x" * 255), f"refused {'x' * 200}"),
             (message(b"/tmp/qolt-\0x"), "bad message: a zero byte in the path"),
             (message(b"/etc/passwd"), "refused /etc/passwd: not a file of a job"),
             (message(b"/tmp/qolt-x/../../etc/passwd"),
