@@ -4,15 +4,7 @@
 #include "base/plat/NumUtil.h"
 #include "base/plat/Splitter.h"
 
-namespace {
-
-constexpr char scheme[] = "qolt:/";
-
-void assign(plat::String* field, const char* token) {
-  if (field && !(*field == token)) field->set(token);
-}
-
-}  // namespace
+static constexpr char scheme[] = "qolt:/";
 
 bool parseDeviceUri(const char* uri, plat::String* format, uint32_t* uid, plat::String* name) {
   if (!uri || !plat::startsWith(uri, scheme)) return false;
@@ -33,7 +25,7 @@ bool parseDeviceUri(const char* uri, plat::String* format, uint32_t* uid, plat::
       return false;
     }
   }
-  assign(format, formatToken);
-  assign(name, nameToken);
+  if (format) format->set(formatToken);
+  if (name) name->set(nameToken);
   return true;
 }

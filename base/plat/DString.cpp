@@ -93,8 +93,8 @@ void DString::appendFormatV(const char* format, va_list args) {
 
 void DString::appendRepeat(unsigned codePoint, int count) {
   char encoded[4];
-  int bytes = strNLen(encoded, encodeUtf8Char(codePoint, encoded));  // 0 for a NUL
-  if (count <= 0) return;
+  int bytes = encodeUtf8Char(codePoint, encoded);
+  if (count <= 0 || codePoint == 0) return;
   reserve(int64_t{count} * bytes + used + 1);
   char* out = data + used;
   for (int i = 0; i < count; i++) out = std::copy_n(encoded, bytes, out);

@@ -32,8 +32,8 @@ class DString {
   void reserve(int64_t size) { enlarge(size); }
   // A null text does nothing. The text may lie in this string.
   void append(const char* text, int length = -1);
-  // Exactly `count` >= 0 bytes, which may lie in this string. NULs among them are text here,
-  // but end it for every operation below.
+  // Exactly `count` >= 0 bytes, which may lie in this string. NULs among them count for
+  // length(), but replaceAll(), sanitizeUtf8() and wordWrap() see the text up to the first.
   void appendBytes(const char* bytes, int count) {
     if (count >= capacity - used) return growByBytes(bytes, count);
     memcpy(data + used, bytes, static_cast<unsigned>(count));

@@ -54,7 +54,8 @@ String String::adopt(char* text) {
 }
 
 void String::set(const char* newText, int length) {
-  *this = strDup(newText, length);
+  String copy(newText, length);
+  if (!(*this == copy)) *this = std::move(copy);
 }
 
 char* String::release() {

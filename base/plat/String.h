@@ -35,6 +35,7 @@ class String {
   const char* get() const { return text; }  // null when unset
   const char* orEmpty() const { return plat::orEmpty(text); }
   char* data() { return text; }
+  // A text that is equal already stays where it is: others may hold it.
   void set(const char* newText, int length = -1);
   char* release();
 

@@ -65,6 +65,17 @@ TEST(String, changesInPlace) {
   }
 }
 
+TEST(String, setLeavesAnEqualTextInItsPlace) {
+  String text("abc");
+  const char* const held = text.get();
+  text.set("abcd", 3);
+  EXPECT_EQ(text.get(), held);
+  text.set(text.get() + 1);
+  EXPECT_STREQ(text.get(), "bc");
+  text.set(nullptr);
+  EXPECT_TRUE(text.isNull());
+}
+
 TEST(String, hashIsFnv1a) {
   EXPECT_EQ(strHash(nullptr), 0xcbf29ce484222325u);
   EXPECT_EQ(strHash("a"), 0xaf63dc4c8601ec8cu);
