@@ -16,11 +16,6 @@ Identity& identity() {
   return instance;
 }
 
-// An equal text stays where it is: it may be the very one, and others may hold it.
-void assign(plat::String& field, const char* text) {
-  if (!(field == text)) field.set(text);
-}
-
 const char* read(const plat::String& field, bool emptyIfUnset, const char* assertion) {
   if (!emptyIfUnset && field.isNull()) {
     plat::assertionFailed(plat::AssertionFail(assertion, __FILE__, __LINE__));
@@ -33,20 +28,20 @@ const char* read(const plat::String& field, bool emptyIfUnset, const char* asser
 void AppInfo::set(const char* app, const char* company, const char* pathComp,
                   const char* displayName, const char* detail) {
   setApp(app);
-  assign(identity().company, company);
-  assign(identity().pathComp, pathComp);
-  assign(identity().displayName, displayName);
-  assign(identity().detail, detail);
+  identity().company.set(company);
+  identity().pathComp.set(pathComp);
+  identity().displayName.set(displayName);
+  identity().detail.set(detail);
 }
 
 void AppInfo::setApp(const char* app) {
   PLAT_ASSERT(app);
-  assign(identity().app, app);
+  identity().app.set(app);
 }
 
 void AppInfo::setGroup(const char* group) {
   PLAT_ASSERT(group);
-  assign(identity().group, group);
+  identity().group.set(group);
 }
 
 const char* AppInfo::getApp(bool emptyIfUnset) {
