@@ -337,8 +337,9 @@ def test_job_cancelled_while_it_converts_leaves_its_pages_and_the_next_one_is_pr
     for path in documents_of(printed):
         assert PageFile(path).pixels() == page.pixels()
     assert len(documents_of(printed)) == 3
+    # None when the filter ended between two pages, which for the backend is the document's end.
     count = len(endless.files())
-    assert count >= 3
+    assert count == 0 or count >= 3
     assert endless.files() == sorted(f"-{i}.zrle" for i in range(count))
 
 
