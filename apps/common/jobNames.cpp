@@ -15,30 +15,22 @@ namespace {
 constexpr char folder[] = "/tmp/";
 constexpr char start[] = "/tmp/qolt-";
 
-plat::String joined(const char* front, const char* back) {
-  plat::DString path(front);
-  path.append(back);
-  return path.release();
-}
-
 }  // namespace
 
 plat::String prefixOf(const char* jobId) {
-  return joined(start, jobId);
+  return plat::strFormat("%s%s", start, plat::orEmpty(jobId));
 }
 
 plat::String inputPath(const char* prefix) {
-  return joined(prefix, ".in");
+  return plat::strFormat("%s.in", prefix);
 }
 
 plat::String descriptionPath(const char* prefix) {
-  return joined(prefix, ".ini");
+  return plat::strFormat("%s.ini", prefix);
 }
 
 plat::String pagePath(const char* prefix, int page) {
-  plat::DString path;
-  path.appendFormat("%s-%d.zrle", prefix, page);
-  return path.release();
+  return plat::strFormat("%s-%d.zrle", prefix, page);
 }
 
 bool isJobFile(const char* path) {
@@ -49,7 +41,7 @@ std::vector<plat::String> filesOf(uid_t account) {
   std::vector<plat::String> files;
   os::DirEnum entries(folder);
   while (const char* name = entries.next()) {
-    plat::String path = joined(folder, name);
+    plat::String path = plat::strFormat("%s%s", folder, name);
     struct stat status;
     if (isJobFile(path.get()) && lstat(path.get(), &status) == 0 && S_ISREG(status.st_mode) &&
         status.st_uid == account) {

@@ -6,12 +6,12 @@
 #include <cerrno>
 #include <cstdio>
 #include <memory>
+#include <string>
 
 #include "base/os/LocalPrivateDir.h"
 #include "base/os/PipeNameScoped.h"
 #include "base/os/unix/UnixIo.h"
 #include "base/plat/Exception.h"
-#include "base/plat/SString.h"
 #include "base/rdr/OutStream.h"
 
 namespace {
@@ -27,10 +27,9 @@ bool isDirectoryOf(const struct stat& info, uid_t uid) {
 
 void notifyServer(uint32_t uid, const char* name, const char* descriptionPath,
                   const std::vector<plat::String>& documents, TempFileSet& tempFiles) {
-  char user[16] = "";
-  plat::sstrAppendPrintf(user, sizeof(user), "%u", uid);
-  plat::String directory = os::LocalPrivateDir::get(user);
-  plat::String endpoint = os::PipeNameScoped::name(name, user, nullptr, 0, -1);
+  const std::string user = std::to_string(uid);
+  plat::String directory = os::LocalPrivateDir::get(user.c_str());
+  plat::String endpoint = os::PipeNameScoped::name(name, user.c_str(), nullptr, 0, -1);
 
   fprintf(stderr, "qolt: connecting to socket \"%s\"\n", endpoint.get());
   // Looked at first: in /tmp, which is sticky, nobody else can replace it afterwards.

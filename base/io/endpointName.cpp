@@ -96,9 +96,7 @@ plat::String formatEndpoint(const char* host, int port, int defaultPort, int dis
 
 plat::String bracketHost(const char* host) {
   if (!host || *host == '[' || !strchr(host, ':')) return plat::String(host);
-  plat::DString bracketed;
-  bracketed.appendFormat("[%s]", host);
-  return bracketed.release();
+  return plat::strFormat("[%s]", host);
 }
 
 plat::String unbracketHost(const char* host) {

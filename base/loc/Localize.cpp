@@ -61,13 +61,13 @@ Localize::Localize()
 }
 
 plat::String Localize::localize(const char* key, const char* file, int line, bool raw) {
-  if (!key) key = "";
+  key = plat::orEmpty(key);
   std::lock_guard<plat::RecursiveMutex> lock(mutex);
   return takeText(currentMap().find(key), raw, "Missing translation", key, file, line);
 }
 
 plat::String Localize::localizePlural(const char* key, int count, const char* file, int line) {
-  if (!key) key = "";
+  key = plat::orEmpty(key);
   std::lock_guard<plat::RecursiveMutex> lock(mutex);
   return takeText(currentMap().findPlural(key, count), false, "Missing plural translation", key,
                   file, line);

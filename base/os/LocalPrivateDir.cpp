@@ -30,14 +30,13 @@ const char* LocalPrivateDir::baseDir() {
 
 plat::String LocalPrivateDir::get(const char* user) {
   const std::string ownUid = std::to_string(geteuid());
-  plat::DString path;
-  path.appendFormat("%s/.%s-%s", baseDir(), AppInfo::getPathComp(true),
-                    user ? user : ownUid.c_str());
+  plat::String path = plat::strFormat("%s/.%s-%s", baseDir(), AppInfo::getPathComp(true),
+                                      user ? user : ownUid.c_str());
   if (!user && !plat::mkDir(path.get(), /*isPrivate=*/true, /*fixExisting=*/true) &&
       !isDirectory(path.get())) {
     throw plat::SystemExceptionFmt("mkDir(%s)", EEXIST, path.get());
   }
-  return path.release();
+  return path;
 }
 
 }  // namespace os

@@ -48,8 +48,7 @@ void sweep(const char* dirName, const char* app, const char* base) {
     DirEnum entries(dirName);
     while (const char* entry = entries.next()) {
       if (!isNamed(entry, app, base)) continue;
-      plat::DString path;
-      path.appendFormat("%s/%s", dirName, entry);
+      const plat::String path = plat::strFormat("%s/%s", dirName, entry);
       if (isDeadSocket(dir.get(), entry, path.get())) unlinkat(dir.get(), entry, 0);
     }
   } catch (const plat::Exception&) {
@@ -58,14 +57,12 @@ void sweep(const char* dirName, const char* app, const char* base) {
 }
 
 void sweepEveryone(const char* app, const char* base) {
-  plat::DString prefix;
-  prefix.appendFormat(".%s-", AppInfo::getPathComp(true));
+  const plat::String prefix = plat::strFormat(".%s-", AppInfo::getPathComp(true));
   try {
     DirEnum entries(LocalPrivateDir::baseDir());
     while (const char* entry = entries.next()) {
       if (!plat::startsWith(entry, prefix.get())) continue;
-      plat::DString dirName;
-      dirName.appendFormat("%s/%s", LocalPrivateDir::baseDir(), entry);
+      const plat::String dirName = plat::strFormat("%s/%s", LocalPrivateDir::baseDir(), entry);
       sweep(dirName.get(), app, base);
     }
   } catch (const plat::Exception&) {

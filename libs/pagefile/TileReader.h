@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "base/plat/printfFormat.h"
 #include "base/rdr/pageFileLayout.h"
 
 namespace pagefile {
@@ -32,7 +33,7 @@ class TileReader {
   void readPlainRuns(int count);
   void readPaletteRuns(int count);
   int readRunLength(int remaining);
-  [[noreturn]] void fail(const char* format, ...) __attribute__((format(printf, 2, 3)));
+  [[noreturn]] void fail(const char* format, ...) PLAT_PRINTF(2, 3);
 
   Inflater& in;
   TilePlace at{};

@@ -26,9 +26,7 @@ void stackBackTrace(std::vector<char*>& lines) {
   if (!symbols || count < 2) return;
   lines.reserve(lines.size() + static_cast<size_t>(count));
   for (int i = 1; i < count; i++) {
-    plat::DString line;
-    line.appendFormat("%2d %s", i, symbols.get()[i]);
-    lines.push_back(line.release().release());
+    lines.push_back(plat::strFormat("%2d %s", i, symbols.get()[i]).release());
   }
 }
 
