@@ -7,14 +7,14 @@
 
 // Appends the pieces in turn, each in its own way, to an array whose end is watched.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  FuzzedDataProvider input(data, size);
-  const int capacity = input.ConsumeIntegralInRange(1, 40);
+  fuzz::Input input(data, size);
+  const int capacity = input.number(1, 40);
   std::vector<char> array(static_cast<size_t>(capacity));
-  while (input.remaining_bytes() > 0) {
-    const int way = input.ConsumeIntegralInRange(0, 3);
-    const int number = input.ConsumeIntegralInRange(-1, 50);
+  while (input.left() > 0) {
+    const int way = input.number(0, 3);
+    const int number = input.number(-1, 50);
     const std::string before = array.data();
-    const plat::String piece = plat::fixUtf8(input.ConsumeRandomLengthString(50).c_str());
+    const plat::String piece = plat::fixUtf8(input.text(50).c_str());
     std::string whole = before + piece.get();
     if (way == 0) {
       plat::sstrAppend(array.data(), capacity, piece.get());
@@ -26,7 +26,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       plat::sstrAppend(array.data(), capacity, piece.get(), part.length());
       whole = before + part.get();
     } else {
-      const unsigned codePoint = input.ConsumeIntegral<unsigned>() % 0x120000;
+      const unsigned codePoint = input.anyNumber<unsigned>() % 0x120000;
       char encoded[4];
       int length = 0;
       if (fuzz::isRefused([&] { length = plat::encodeUtf8Char(codePoint, encoded); })) continue;

@@ -34,9 +34,9 @@ static void checkHex(const std::string& text) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  FuzzedDataProvider input(data, size);
-  const bool option = input.ConsumeBool();
-  const std::string text = fuzz::text(input.ConsumeRemainingBytesAsString());
+  fuzz::Input input(data, size);
+  const bool option = input.flag();
+  const std::string text = fuzz::text(input.rest());
   checkPercent(text, option);
   checkHex(text);
   return 0;

@@ -40,10 +40,10 @@ void checkCopy(const plat::ConfigParameter& original, plat::ConfigParameter& cop
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  FuzzedDataProvider input(data, size);
-  const int priority = input.ConsumeIntegralInRange(0, 40);
-  const bool showsAll = input.ConsumeBool();
-  const std::string bytes = input.ConsumeRemainingBytesAsString();
+  fuzz::Input input(data, size);
+  const int priority = input.number(0, 40);
+  const bool showsAll = input.flag();
+  const std::string bytes = input.rest();
 
   plat::String copy(bytes.c_str());
   plat::Splitter lines(copy.data());

@@ -34,14 +34,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     PLAT_ASSERT(head.size() + tail.size() < text.size());
   });
 
-  FuzzedDataProvider input(data, size);
-  std::vector<plat::String> documents(input.ConsumeIntegralInRange<size_t>(0, 3));
+  fuzz::Input input(data, size);
+  std::vector<plat::String> documents(input.number<size_t>(0, 3));
   for (plat::String& document : documents) {
-    document.set(input.ConsumeRandomLengthString(20).c_str());
+    document.set(input.text(20).c_str());
     if (strchr(document.get(), '\n')) return 0;
   }
-  const std::string queue = fuzz::text(input.ConsumeRandomLengthString(20));
+  const std::string queue = fuzz::text(input.text(20));
   if (queue.find('\n') != queue.npos) return 0;
-  checkRoundTrip(fuzz::text(input.ConsumeRemainingBytesAsString()), queue, documents);
+  checkRoundTrip(fuzz::text(input.rest()), queue, documents);
   return 0;
 }

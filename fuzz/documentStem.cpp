@@ -4,9 +4,9 @@
 #include "fuzz/fuzz.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  FuzzedDataProvider input(data, size);
-  const size_t index = input.ConsumeIntegral<size_t>();
-  const std::string title = fuzz::text(input.ConsumeRemainingBytesAsString());
+  fuzz::Input input(data, size);
+  const size_t index = input.anyNumber<size_t>();
+  const std::string title = fuzz::text(input.rest());
   const std::string stem = receiver::documentStem(title, "pdf", index);
   const std::string end = "-" + std::to_string(index);
   PLAT_ASSERT(stem.size() > end.size() && stem.size() <= 100 + end.size());

@@ -43,11 +43,11 @@ static void checkComponent(const char* text, bool plusIsSpace) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  FuzzedDataProvider input(data, size);
-  const bool option = input.ConsumeBool();
-  const int defaultPort = input.ConsumeIntegralInRange(-1, 65535);
-  const int displayRange = input.ConsumeIntegralInRange(-1, 70000);
-  const std::string name = input.ConsumeRemainingBytesAsString();
+  fuzz::Input input(data, size);
+  const bool option = input.flag();
+  const int defaultPort = input.number(-1, 65535);
+  const int displayRange = input.number(-1, 70000);
+  const std::string name = input.rest();
   checkName(name.c_str(), defaultPort, displayRange);
   checkName(name.c_str(), 5900, 100);
   checkHost(name.c_str());

@@ -3,10 +3,10 @@
 #include "fuzz/fuzz.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  FuzzedDataProvider input(data, size);
-  const int number = input.ConsumeIntegral<int>();
-  const plat::String word = plat::fixUtf8(input.ConsumeRandomLengthString(20).c_str());
-  const std::string format = fuzz::text(input.ConsumeRemainingBytesAsString());
+  fuzz::Input input(data, size);
+  const int number = input.anyNumber<int>();
+  const plat::String word = plat::fixUtf8(input.text(20).c_str());
+  const std::string format = fuzz::text(input.rest());
   const auto check = [&](std::initializer_list<loc::LArg> args) {
     plat::DString out("before ");
     loc::formatLoc(out, format.c_str(), args);

@@ -43,11 +43,11 @@ void checkWriter(const std::vector<std::string>& messages, int capacity) {
 // what should.
 class Reader {
  public:
-  Reader(const std::string& wire, FuzzedDataProvider& choices)
+  Reader(const std::string& wire, fuzz::Input& choices)
       : input(choices),
         expected(messagesIn(wire)),
-        arrivals(choices.ConsumeIntegralInRange<size_t>(0, 9)),
-        source(wire, choices.ConsumeIntegralInRange(1, 20), static_cast<int>(wire.size()) + 2),
+        arrivals(choices.number<size_t>(0, 9)),
+        source(wire, choices.number(1, 20), static_cast<int>(wire.size()) + 2),
         in(&source) {
     if (arrivals > 0) {
       source.setNonBlocking(true);
@@ -107,8 +107,8 @@ class Reader {
   }
 
   void readPiece() {
-    const int way = input.ConsumeIntegralInRange(0, 5);
-    int count = input.ConsumeIntegralInRange(1, 12);
+    const int way = input.number(0, 5);
+    int count = input.number(1, 12);
     wanted = static_cast<size_t>(count);
     uint8_t buffer[12];
     switch (way) {
@@ -149,7 +149,7 @@ class Reader {
     }
   }
 
-  FuzzedDataProvider& input;
+  fuzz::Input& input;
   const std::vector<std::string> expected;
   const size_t arrivals;  // bytes at a time; 0: the source waits
   fakes::ChunkedIn source;
@@ -164,8 +164,8 @@ class Reader {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  FuzzedDataProvider input(data, size);
-  const std::string wire = input.ConsumeBytesAsString(input.remaining_bytes() / 2);
+  fuzz::Input input(data, size);
+  const std::string wire = input.bytes(input.left() / 2);
   Reader(wire, input).run();
   checkWriter(messagesIn(wire), 20);
   return 0;

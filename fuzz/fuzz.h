@@ -1,7 +1,5 @@
 #pragma once
 
-#include <fuzzer/FuzzedDataProvider.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -9,6 +7,7 @@
 #include "base/plat/Assertion.h"
 #include "base/plat/Exception.h"
 #include "base/plat/String.h"
+#include "fuzz/Input.h"
 
 // Bad input may be refused, in any way that a caller sees; whatever else happens is a
 // finding. A target says with PLAT_ASSERT what must hold.

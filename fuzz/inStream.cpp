@@ -69,11 +69,11 @@ std::string readAll(rdr::InStream& in, const std::string& ways, int maxLength, W
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  FuzzedDataProvider input(data, size);
-  const int maxLength = input.ConsumeIntegralInRange(0, 300);
-  const size_t arrivals = input.ConsumeIntegralInRange<size_t>(1, 20);
-  const std::string ways = input.ConsumeBytesAsString(input.ConsumeIntegralInRange(1, 10));
-  const std::string bytes = input.ConsumeRemainingBytesAsString();
+  fuzz::Input input(data, size);
+  const int maxLength = input.number(0, 300);
+  const size_t arrivals = input.number<size_t>(1, 20);
+  const std::string ways = input.bytes(input.number(1, 10));
+  const std::string bytes = input.rest();
 
   rdr::MemInStream whole(bytes.data(), static_cast<int>(bytes.size()));
   std::string first = readAll(whole, ways, maxLength, [] { PLAT_ASSERT(!"waits"); });

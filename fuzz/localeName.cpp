@@ -8,10 +8,10 @@
 
 // As they come in the environment.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  FuzzedDataProvider input(data, size);
-  const std::string before = fuzz::text(input.ConsumeRandomLengthString(20));
+  fuzz::Input input(data, size);
+  const std::string before = fuzz::text(input.text(20));
   const std::string primary = before.substr(0, before.find(':'));
-  const std::string entries = fuzz::text(input.ConsumeRemainingBytesAsString());
+  const std::string entries = fuzz::text(input.rest());
   const char* primaryName = primary.empty() ? nullptr : primary.c_str();
 
   std::vector<plat::String> list;

@@ -29,9 +29,9 @@ static std::string read(const std::string& bytes, size_t arrivals) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  FuzzedDataProvider input(data, size);
-  const size_t arrivals = input.ConsumeIntegralInRange<size_t>(1, 9);
-  const std::string bytes = input.ConsumeRemainingBytesAsString();
+  fuzz::Input input(data, size);
+  const size_t arrivals = input.number<size_t>(1, 9);
+  const std::string bytes = input.rest();
   PLAT_ASSERT(read(bytes, arrivals) == read(bytes, bytes.size() + 1));
   return 0;
 }

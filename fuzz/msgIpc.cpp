@@ -85,11 +85,10 @@ void readBlocking(const std::string& bytes, const Options& options) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  FuzzedDataProvider input(data, size);
-  const Options options{input.ConsumeBool(), input.ConsumeBool(), input.ConsumeBool(),
-                        input.ConsumeBool()};
-  const size_t arrivals = input.ConsumeIntegralInRange<size_t>(1, 40);
-  const std::string bytes = input.ConsumeRemainingBytesAsString();
+  fuzz::Input input(data, size);
+  const Options options{input.flag(), input.flag(), input.flag(), input.flag()};
+  const size_t arrivals = input.number<size_t>(1, 40);
+  const std::string bytes = input.rest();
   PLAT_ASSERT(readByEvents(bytes, options, arrivals) ==
               readByEvents(bytes, options, bytes.size() + 1));
   readBlocking(bytes, options);

@@ -24,10 +24,10 @@ static void check(bool (*parse)(T*, const char**, int), const char* text, int ba
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  FuzzedDataProvider input(data, size);
-  const int base = input.ConsumeIntegralInRange(-1, 38);
-  const int minimum = input.ConsumeIntegral<int>(), maximum = input.ConsumeIntegral<int>();
-  const std::string bytes = input.ConsumeRemainingBytesAsString();
+  fuzz::Input input(data, size);
+  const int base = input.number(-1, 38);
+  const int minimum = input.anyNumber<int>(), maximum = input.anyNumber<int>();
+  const std::string bytes = input.rest();
   const char* text = bytes.c_str();
   check(plat::strToInt, text, base);
   check(plat::strToUInt, text, base);

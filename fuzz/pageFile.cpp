@@ -34,9 +34,9 @@ static std::string read(rdr::InStream& source, uint64_t size) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  FuzzedDataProvider input(data, size);
-  const int window = input.ConsumeIntegralInRange(1, 100);
-  const std::string bytes = input.ConsumeRemainingBytesAsString();
+  fuzz::Input input(data, size);
+  const int window = input.number(1, 100);
+  const std::string bytes = input.rest();
   rdr::MemInStream whole(bytes.data(), static_cast<int>(bytes.size()));
   fakes::ChunkedIn pieces(bytes, window, 128);
   PLAT_ASSERT(read(whole, bytes.size()) == read(pieces, bytes.size()));

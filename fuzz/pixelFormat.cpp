@@ -27,8 +27,8 @@ static void checkName(const char* name) {
   PLAT_ASSERT(again == format);
 }
 
-static PixelFormat readFormat(FuzzedDataProvider& input) {
-  const std::string bytes = input.ConsumeBytesAsString(16);
+static PixelFormat readFormat(fuzz::Input& input) {
+  const std::string bytes = input.bytes(16);
   rdr::MemInStream in(bytes.data(), static_cast<int>(bytes.size()));
   PixelFormat format;
   if (fuzz::isRefused([&] { format.read(in); })) {
@@ -65,12 +65,12 @@ static void translate(const PixelFormat& from, const PixelFormat& to, bool perCh
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  FuzzedDataProvider input(data, size);
+  fuzz::Input input(data, size);
   const PixelFormat from = readFormat(input), to = readFormat(input);
-  const rfb::Colour colour{input.ConsumeIntegral<uint8_t>(), input.ConsumeIntegral<uint8_t>(),
-                           input.ConsumeIntegral<uint8_t>()};
-  const bool perChannel16 = input.ConsumeBool();
-  checkName(input.ConsumeRemainingBytesAsString().c_str());
+  const rfb::Colour colour{input.anyNumber<uint8_t>(), input.anyNumber<uint8_t>(),
+                           input.anyNumber<uint8_t>()};
+  const bool perChannel16 = input.flag();
+  checkName(input.rest().c_str());
   if (!from.isValid() || !to.isValid()) return 0;
   rfb::Colour out;
   from.rgbFromPixel(from.pixelFromRGB(colour, nullptr), &out, nullptr);

@@ -52,9 +52,9 @@ void checkRoundTrip(const plat::String& key, const plat::String& text) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  FuzzedDataProvider input(data, size);
-  const int window = input.ConsumeIntegralInRange(1, 50);
-  const std::string po = input.ConsumeRemainingBytesAsString();
+  fuzz::Input input(data, size);
+  const int window = input.number(1, 50);
+  const std::string po = input.rest();
 
   rdr::MemInStream whole(po.data(), static_cast<int>(po.size()));
   fakes::ChunkedIn pieces(po, window);

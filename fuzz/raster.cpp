@@ -61,13 +61,10 @@ void checkPage(cupsraster::CupsPixelBuffer& page, const char* path) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  // By its name the product then finds this library.
-  PLAT_ASSERT(dlopen(QOLT_CUPSIMAGE_STAND_IN, RTLD_NOW | RTLD_GLOBAL));
-  return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  // By its name the product then finds this library.
+  static void* const library = dlopen(QOLT_CUPSIMAGE_STAND_IN, RTLD_NOW | RTLD_GLOBAL);
+  PLAT_ASSERT(library);
   const std::string bytes = fuzz::bytes(data, size);
   const size_t pages = PageFiles(filledPipe(bytes).get()).whole.size();
   const plat::OwnedFd document(test::memoryFile(bytes));

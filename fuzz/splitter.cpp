@@ -26,9 +26,9 @@ static void check(const std::string& text, const std::string& separator, Next ne
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  FuzzedDataProvider input(data, size);
-  const std::string separators = fuzz::text(input.ConsumeBytesAsString(2));
-  const std::string text = fuzz::text(input.ConsumeRemainingBytesAsString());
+  fuzz::Input input(data, size);
+  const std::string separators = fuzz::text(input.bytes(2));
+  const std::string text = fuzz::text(input.rest());
   const char separator = separators.c_str()[0];
   check(text, separators.substr(0, 1),
         [&](plat::Splitter& from, bool collapse) { return from.next(separator, collapse); });

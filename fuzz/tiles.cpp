@@ -37,10 +37,10 @@ static void checkEncoder(std::vector<uint32_t> pixels, int width, int height) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  FuzzedDataProvider input(data, size);
-  const int width = input.ConsumeIntegralInRange(1, 130);
-  const int height = input.ConsumeIntegralInRange(1, 130);
-  const std::string tiles = input.ConsumeRemainingBytesAsString();
+  fuzz::Input input(data, size);
+  const int width = input.number(1, 130);
+  const int height = input.number(1, 130);
+  const std::string tiles = input.rest();
   const std::string page =
       builder::page(static_cast<uint32_t>(width), static_cast<uint32_t>(height), tiles, 0);
   std::vector<uint32_t> pixels;

@@ -34,9 +34,9 @@ static void check(plat::Ticks ticks) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  FuzzedDataProvider input(data, size);
-  const auto anyTicks = input.ConsumeIntegral<plat::Ticks>();
-  const std::string bytes = input.ConsumeRemainingBytesAsString();
+  fuzz::Input input(data, size);
+  const auto anyTicks = input.anyNumber<plat::Ticks>();
+  const std::string bytes = input.rest();
   plat::Ticks ticks;
   if (plat::parseIso(bytes.c_str(), &ticks)) check(ticks);
   check(anyTicks);

@@ -53,10 +53,10 @@ static void checkRange(const char* text, int start, int length) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  FuzzedDataProvider input(data, size);
-  const int first = input.ConsumeIntegral<int>(), second = input.ConsumeIntegral<int>();
-  const int maxBytes = input.ConsumeIntegral<uint8_t>();
-  const std::string bytes = input.ConsumeRemainingBytesAsString();
+  fuzz::Input input(data, size);
+  const int first = input.anyNumber<int>(), second = input.anyNumber<int>();
+  const int maxBytes = input.anyNumber<uint8_t>();
+  const std::string bytes = input.rest();
   checkRepair(fuzz::text(bytes), maxBytes);
   checkEscape(bytes.c_str(), '~');
   checkLatin1(bytes);

@@ -24,10 +24,10 @@ static bool matches(const std::string& pattern, const std::string& text, bool ca
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  FuzzedDataProvider input(data, size);
-  const bool caseSensitive = input.ConsumeBool();
-  const std::string pattern = fuzz::text(input.ConsumeRandomLengthString(200));
-  const std::string text = fuzz::text(input.ConsumeRemainingBytesAsString().substr(0, 1000));
+  fuzz::Input input(data, size);
+  const bool caseSensitive = input.flag();
+  const std::string pattern = fuzz::text(input.text(200));
+  const std::string text = fuzz::text(input.rest().substr(0, 1000));
   PLAT_ASSERT(plat::wildcardMatch(pattern.c_str(), text.c_str(), caseSensitive) ==
               matches(pattern, text, caseSensitive));
   return 0;

@@ -14,12 +14,12 @@ static std::string words(const char* text) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  FuzzedDataProvider input(data, size);
-  const int width = input.ConsumeIntegralInRange(-1, 100);
-  const int indent = input.ConsumeIntegralInRange(-1, 30);
-  const std::string needle = fuzz::text(input.ConsumeRandomLengthString(4));
-  const std::string replacement = fuzz::text(input.ConsumeRandomLengthString(4));
-  const std::string text = fuzz::text(input.ConsumeRemainingBytesAsString());
+  fuzz::Input input(data, size);
+  const int width = input.number(-1, 100);
+  const int indent = input.number(-1, 30);
+  const std::string needle = fuzz::text(input.text(4));
+  const std::string replacement = fuzz::text(input.text(4));
+  const std::string text = fuzz::text(input.rest());
 
   plat::DString wrapped(text.c_str());
   wrapped.wordWrap(width, indent);
