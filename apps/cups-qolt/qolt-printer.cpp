@@ -3,21 +3,20 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <new>
 #include <vector>
 
+#include "apps/common/backend.h"
+#include "apps/common/deviceUri.h"
 #include "apps/common/jobFormat.h"
 #include "apps/common/jobNames.h"
 #include "apps/cups-qolt/TempFileSet.h"
-#include "apps/cups-qolt/deviceUri.h"
 #include "apps/cups-qolt/identity.h"
 #include "apps/cups-qolt/jobFiles.h"
 #include "apps/cups-qolt/notify.h"
 #include "apps/cups-qolt/zrle-generator.h"
-#include "base/os/AppInfo.h"
 #include "base/os/unix/Passwd.h"
 #include "base/os/unix/setuid.h"
 #include "base/plat/Assertion.h"
@@ -25,14 +24,6 @@
 #include "base/plat/unix/OwnedFd.h"
 
 namespace {
-
-// The number of a closed stream would go to a file of the job, or to the connection, and
-// messages would land there. Reading still fails as from a closed one.
-void occupyStandardStreams() {
-  for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
-    if (fcntl(fd, F_GETFD) < 0) open("/dev/null", O_WRONLY);
-  }
-}
 
 // fileName null: the document comes on standard input.
 void printJob(const char* jobId, const char* title, const char* fileName, TempFileSet& tempFiles) {
@@ -91,10 +82,7 @@ void printJob(const char* jobId, const char* title, const char* fileName, TempFi
 }  // namespace
 
 int main(int argc, char** argv) {
-  os::AppInfo::set("print", "Quenfor", "qolt", nullptr, nullptr);
-  occupyStandardStreams();
-  // A broken pipe is an error of the write like any other, which cleans up.
-  signal(SIGPIPE, SIG_IGN);
+  job::startBackend();
 
   if (argc == 1) {
     puts("direct qolt:/ \"QOLT Printer\" \"QOLT Remote Printer\"");

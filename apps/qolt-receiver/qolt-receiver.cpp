@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "apps/qolt-receiver/CommandRunner.h"
+#include "apps/qolt-receiver/HeldJobs.h"
 #include "apps/qolt-receiver/JobWorker.h"
 #include "apps/qolt-receiver/LogChannel.h"
 #include "apps/qolt-receiver/Server.h"
@@ -32,6 +33,8 @@ plat::IntParameter timeoutS("Timeout", nullptr, 10, false, nullptr, 1, 3600, nul
                             "receiver_param_timeout");
 plat::BoolParameter join("Join", nullptr, false, false, nullptr, nullptr, "receiver_param_join");
 plat::StringParameter command("Command", nullptr, "receiver_param_command", "");
+plat::BoolParameter releaseHeld("ReleaseHeld", nullptr, true, false, nullptr, nullptr,
+                                "receiver_param_release_held");
 plat::StringParameter logServer("LogServer", nullptr, "receiver_param_log_server", "");
 
 void printHelp(plat::HelpMode mode) {
@@ -57,6 +60,8 @@ void serve() {
   Server server(name.getValue().get(), timeoutS,
                 [&](plat::String path) { worker.add(std::move(path)); });
   printf("listening on %s\n", server.path());
+  std::optional<HeldJobs> heldJobs;
+  if (releaseHeld) heldJobs.emplace(name.getValue().get());
   loop.run();
 }
 

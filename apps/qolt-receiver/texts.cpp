@@ -39,6 +39,15 @@ constexpr loc::Text texts[] = {
      "Commande à exécuter sans interpréteur, avec chaque document reçu comme dernier argument.",
      "Comando a executar, sem interpretador de comandos, com cada documento recebido como último "
      "argumento."},
+    {"receiver_param_release_held",
+     "Have the print scheduler of this machine print what waits for this endpoint.",
+     "Die Druckverwaltung dieses Rechners drucken lassen, was auf diesen Endpunkt wartet.",
+     "Hacer que el planificador de impresión de este equipo imprima lo que espera a este punto de "
+     "conexión.",
+     "Faire imprimer par le planificateur d’impression de cette machine ce qui attend ce point de "
+     "terminaison.",
+     "Fazer o agendador de impressão desta máquina imprimir o que espera por este ponto de "
+     "extremidade."},
     {"receiver_param_log_server", "Socket of the server that collects log output directed to ipc.",
      "Socket des Servers, der die nach ipc geleiteten Protokollausgaben sammelt.",
      "Socket del servidor que recopila la salida del registro dirigida a ipc.",

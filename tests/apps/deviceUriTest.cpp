@@ -1,4 +1,4 @@
-#include "apps/cups-qolt/deviceUri.h"
+#include "apps/common/deviceUri.h"
 
 #include <gtest/gtest.h>
 

@@ -5,6 +5,7 @@ import pwd
 import secrets
 import signal
 import tempfile
+from contextlib import ExitStack
 from pathlib import Path
 
 import pytest
@@ -13,7 +14,7 @@ pytest.register_assert_rewrite("programs", "pagefile", "raster", "samples", "sch
 
 import scheduler  # noqa: E402
 from programs import (  # noqa: E402
-    BUILD, QOLT, RECEIVER, SOURCE, Job, Process, private_dir, public)
+    BUILD, RECEIVER, SOURCE, Job, Process, private_dir, public)
 from samples import RASTER, Sample  # noqa: E402
 
 RELIABILITY = SOURCE / "docs/reliability.md"
@@ -166,13 +167,21 @@ def serve(job, output):
 
 
 @pytest.fixture(scope="session")
-def one_scheduler():
+def new_scheduler():
     if os.geteuid() != 0 or (missing := scheduler.missing()):
         pytest.skip("needs " + ("root" if os.geteuid() != 0 else missing))
-    with tempfile.TemporaryDirectory(prefix="qolt_test.", dir="/tmp") as path:
-        os.chmod(path, 0o755)
-        with scheduler.Scheduler(path, QOLT) as one:
-            yield one
+    with ExitStack() as stack:
+        def start(**how):
+            folder = stack.enter_context(
+                tempfile.TemporaryDirectory(prefix="qolt_test.", dir="/tmp"))
+            os.chmod(folder, 0o755)
+            return stack.enter_context(scheduler.Scheduler(folder, **how))
+        yield start
+
+
+@pytest.fixture(scope="session")
+def one_scheduler(new_scheduler):
+    return new_scheduler()
 
 
 @pytest.fixture

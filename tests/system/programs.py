@@ -20,6 +20,7 @@ SOURCE = Path(__file__).resolve().parents[2]
 BUILD = SOURCE / os.environ.get("QOLT_BUILD", "build/release")
 SANITIZED = BUILD.name in ("asan", "tsan")
 QOLT = BUILD / "bin/qolt"
+QOLT_USER = BUILD / "bin/qolt-user"
 RECEIVER = BUILD / "bin/qolt-receiver"
 
 Result = namedtuple("Result", "status out err")  # status: as a shell has it

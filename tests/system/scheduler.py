@@ -3,7 +3,7 @@
 import os
 from pathlib import Path
 
-from programs import BUILD, SOURCE, Job, Process, eventually, run
+from programs import BUILD, QOLT, QOLT_USER, SOURCE, Job, Process, eventually, run
 
 NEEDED = [
     "/usr/sbin/cupsd", "/usr/sbin/lpadmin", "/usr/sbin/lpinfo", "/usr/sbin/cupsenable",
@@ -44,16 +44,16 @@ def as_is(folder):
 
 
 class Scheduler:
-    """On a free port of the loopback interface, started by scripts/private-scheduler; that of the
-    system is not touched. Its backends are the product's, and one that does nothing but store. A
+    """Started by scripts/private-scheduler, which the command `by` is to run; that of the system is
+    not touched. Its backends are the product's, and one that does nothing but store. A
     context; clean() takes away what a test has made."""
 
-    def __init__(self, folder, backend):
+    def __init__(self, folder, by=()):
         self.folder, self.queues, self.jobs, self.log_start = Path(folder), {}, [], 0
         store = self.folder / "store"
         store.write_text(STORE)
-        self.process = Process(["/bin/bash", SOURCE / "scripts/private-scheduler", folder,
-                                f"qolt={backend}", f"store={store}"])
+        self.process = Process([*by, "/bin/bash", SOURCE / "scripts/private-scheduler", folder,
+                                f"qolt={QOLT}", f"qolt-user={QOLT_USER}", f"store={store}"])
 
     def __enter__(self):
         def is_running():
@@ -80,9 +80,9 @@ class Scheduler:
 
     def add_queue(self, name, format, ppd, receiving, *options):
         """To the account and the endpoint of the job `receiving`. Options are those of lpadmin."""
-        self._add(name, receiving.uri(format), ppd, receiving, *options)
+        self.add(name, receiving.uri(format), ppd, receiving, *options)
 
-    def _add(self, name, uri, ppd, receiving, *options):
+    def add(self, name, uri, ppd, receiving, *options):
         self.manage("lpadmin", "-p", name, "-v", uri, "-P", ppd, *options, "-E")
         self.queues[name] = receiving, ppd
 
@@ -108,7 +108,7 @@ class Scheduler:
         twin, file = "store-" + queue, self.folder / "stored"
         if twin not in self.queues:
             receiving, ppd = self.queues[queue]
-            self._add(twin, f"store:{file}", ppd, receiving)
+            self.add(twin, f"store:{file}", ppd, receiving)
         file.unlink(missing_ok=True)
         job = self.print(twin, *arguments)
         assert eventually(file.exists), self.log(job)

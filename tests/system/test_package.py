@@ -42,6 +42,7 @@ MODES = {
     "./usr/bin/qolt-pagefile": "-rwxr-xr-x",
     "./usr/bin/qolt-receiver": "-rwxr-xr-x",
     "./usr/lib/cups/backend/qolt": "-rwx------",
+    "./usr/lib/cups/backend/qolt-user": "-rwx------",
     **dict.fromkeys([
         "./usr/lib/systemd/user/qolt-receiver.service",
         "./usr/share/doc/qolt/changelog.gz",
@@ -50,6 +51,7 @@ MODES = {
         "./usr/share/man/man1/qolt-pagefile.1.gz",
         "./usr/share/man/man1/qolt-receiver.1.gz",
         "./usr/share/man/man5/qolt-job.5.gz",
+        "./usr/share/man/man8/qolt-user.8.gz",
         "./usr/share/man/man8/qolt.8.gz",
         "./usr/share/ppd/qolt/qolt-pdf.ppd",
         "./usr/share/ppd/qolt/qolt-ps.ppd",

@@ -1,0 +1,227 @@
+"""One queue for everybody: the backend qolt-user, and receivers that have held jobs printed."""
+
+import os
+import shutil
+import signal
+from subprocess import DEVNULL, call
+
+import pytest
+from programs import QOLT, QOLT_USER, RECEIVER, Job, Process, eventually
+from scheduler import as_is, packaged
+
+# Accounts of the base system, which the tests run as, count as a person's.
+EVERYBODY = ["unshare", "-m", "sh", "-c",
+             'mount --bind "$1" /etc/login.defs && shift && exec "$@"', "sh"]
+
+
+@pytest.fixture(scope="session")
+def everybody(tmp_path_factory):
+    """The command by which a program is run that is to see them so."""
+    defs = tmp_path_factory.mktemp("everybody") / "login.defs"
+    defs.write_text("# UID_MIN 3\nUID_MAX 9\nUID_MIN\nUID_MIN\t1\nUID_MINIMUM 70000\n")
+    command = [*EVERYBODY, defs]
+    if call([*command, "true"], stdout=DEVNULL, stderr=DEVNULL):
+        pytest.skip("needs a mount namespace")
+    return command
+
+
+@pytest.fixture(scope="module")
+def scheduler_for_all(new_scheduler, everybody):
+    return new_scheduler(by=everybody)
+
+
+@pytest.fixture
+def cups(scheduler_for_all):
+    yield scheduler_for_all
+    scheduler_for_all.clean()
+
+
+@pytest.fixture
+def queue(cups, job, folder):
+    """Its name. It brings PDF documents as they are to whoever has printed them."""
+    cups.add("everybody", f"qolt-user:/PDF/{job.id}", as_is(folder), job)
+    return "everybody"
+
+
+@pytest.fixture
+def receive(cups, job, folder):
+    """Starts a receiver of an account at the endpoint of `job`; documents go to its own folder."""
+    receivers = []
+
+    def start(account, *parameters):
+        output = folder / account.pw_name
+        output.mkdir(exist_ok=True)
+        os.chown(output, account.pw_uid, account.pw_gid)
+        receivers.append(Process([RECEIVER, f"--name={job.id}", f"--output={output}",
+                                  "--log=*:stderr:30", *parameters],
+                                 account=account, env=cups.environment()))
+        receivers[-1].wait_for("listening on ")
+        return receivers[-1]
+    yield start
+    for receiver in receivers:
+        receiver.signal(signal.SIGTERM)
+        assert receiver.wait().status == 0
+
+
+def received(receiver):
+    """The titles, in their order."""
+    lines = receiver.wait().out.splitlines()
+    return [os.path.basename(line)[:-len("-0.pdf")] for line in lines if line.startswith("received")]
+
+
+def wait_until_held(cups, queue, *jobs):
+    waiting = "Status: Nobody receives print jobs for "
+    for printed in jobs:
+        def is_held():
+            lines = cups.manage("lpstat", "-l", "-o", queue)
+            mine = lines.partition(f"{queue}-{printed.id} ")[2].split(f"\n{queue}-")[0]
+            return waiting in mine and "Alerts: job-hold-until-specified" in mine
+        assert eventually(is_held), cups.log(printed)
+
+
+def test_scheduler_lists_the_device(cups):
+    assert "uri = qolt-user:/\n        class = direct\n        info = QOLT Remote Printer of " \
+        "everybody\n        make-and-model = QOLT Printer\n" in cups.manage("lpinfo", "-l", "-v")
+
+
+def test_jobs_wait_for_those_who_are_away(cups, job, accounts, folder, queue, receive):
+    here, away = accounts[:2]
+    document = folder / "document"
+    document.write_bytes(b"%PDF-1.4\n")
+    present = receive(here)
+    commands = [(queue, "-U", (here, away)[i % 2].pw_name, "-t", f"{i:02}", document)
+                for i in range(50)]
+    jobs = [cups.print(*command) for command in commands]
+    wait_until_held(cups, queue, *jobs[1::2])
+    assert eventually(lambda: len(cups.pending(queue).splitlines()) == 25)
+    assert f"Nobody receives print jobs for {away.pw_name}" in cups.manage("lpstat", "-p", queue)
+
+    # These stay: held before it was tried, cancelled while held, of another endpoint.
+    own_hold = cups.print(queue, "-U", away.pw_name, "-H", "hold", document)
+    cups.manage("cancel", f"{queue}-{jobs[1].id}")
+    cups.add("elsewhere", "qolt-user:/PDF/elsewhere", as_is(folder), job)
+    elsewhere = cups.print("elsewhere", "-U", away.pw_name, document)
+    wait_until_held(cups, "elsewhere", elsewhere)
+    # That one goes to the account too.
+    cups.add_queue("fixed", "PDF", as_is(folder), Job(away, job.id), "-o",
+                   "printer-error-policy=retry-job")
+    fixed = cups.print("fixed", "-U", away.pw_name, "-t", "fixed", document)
+    cups.wait_for_log(fixed, "Backend returned status 1")
+    cups.manage("lp", "-i", f"fixed-{fixed.id}", "-H", "hold")
+
+    back = receive(away)
+    assert eventually(lambda: cups.pending(queue).split()[:1] == [f"{queue}-{own_hold.id}"])
+    back.wait_for("fixed-0.pdf\n")
+    assert f"elsewhere-{elsewhere.id}" in cups.pending("elsewhere")
+    for receiver in (present, back):
+        receiver.signal(signal.SIGTERM)
+    assert received(present) == [f"{i:02}" for i in range(0, 50, 2)]
+    assert sorted(received(back)) == [f"{i:02}" for i in range(3, 50, 2)] + ["fixed"]
+    assert [title for title in received(back) if title != "fixed"] == \
+        [f"{i:02}" for i in range(3, 50, 2)]
+
+
+def test_held_jobs_stay_when_the_receiver_is_told_so(cups, job, account, folder, queue, receive):
+    (folder / "document").write_bytes(b"%PDF-1.4\n")
+    held = cups.print(queue, "-U", account.pw_name, folder / "document")
+    wait_until_held(cups, queue, held)
+    told = receive(account, "-ReleaseHeld=no")
+    printed = cups.print(queue, "-U", account.pw_name, "-t", "second", folder / "document")
+    told.wait_for("second-0.pdf\n")
+    assert eventually(lambda: cups.pending(queue).split()[:1] == [f"{queue}-{held.id}"])
+    assert printed.files() == []
+
+
+def test_raster_is_drawn_to_its_end_before_the_job_waits(cups, job, account, folder):
+    """Filters whose output nobody reads fail, and their job is stopped instead."""
+    cups.add("raster", f"qolt-user:/ZRLE/{job.id}", packaged("qolt-raster.ppd"), job)
+    (folder / "document").write_text("a line\n" * 2000)
+    printed = cups.print("raster", "-U", account.pw_name, folder / "document")
+    wait_until_held(cups, "raster", printed)
+
+
+def user_backend(job, uri, *document, by=(), user=None, program=QOLT_USER, env={}, **how):
+    """It, as the scheduler starts it."""
+    return Process([*by, program, job.id, user or job.account.pw_name, "A title", "1", "", *document],
+                   env={"DEVICE_URI": uri, "PRINTER": "queue", **env}, **how)
+
+
+FAILED, HOLD, CANCEL = 1, 3, 5
+
+
+@pytest.mark.parametrize("uri, user, status, text", [
+    *[(uri, None, CANCEL, f"The queue's device is not qolt-user:/FORMAT/NAME: {uri}")
+      for uri in ("", "qolt-user:/PDF", "qolt-user:/PDF/", "qolt-user:/pdf/printq", "qolt:/PDF/printq",
+                  "qolt-user:/PDF/a/b", "qolt-user:/PDF/printq/")],
+    ("qolt-user:/PDF/printq", "root", CANCEL, "Root receives no print jobs"),
+    ("qolt-user:/PDF/printq", "no\nbody", CANCEL,
+     "There is no account here with the name no~^Jbody"),
+    ("qolt-user:/PDF/printq", "bin", CANCEL, "A service receives no print jobs: bin"),
+    ("qolt-user:/PDF/no such printq", "nobody", HOLD, "Nobody receives print jobs for nobody"),
+])
+def test_job_that_is_not_handed_on_says_why(job, uri, user, status, text):
+    result = user_backend(job, uri, user=user, input=b"a document").wait()
+    assert result == (status, "", "STATE: +connecting-to-device\n"
+                      f"ERROR: {text}\nSTATE: -connecting-to-device\n")
+
+
+@pytest.mark.parametrize("format, input, is_stale, status, text", [
+    ("ZRLE", b"a text", False, CANCEL, "The document is no raster"),
+    ("ZRLE", b"RaSt" + bytes(2000), False, 0, None),
+    ("PDF", b"a text", True, HOLD, "Nobody receives print jobs for {}"),
+    ("PDF", b"a text", False, FAILED,
+     "The job was not delivered: Error opening \"{}\": File exists (17)"),
+])
+def test_failure_of_the_other_backend_is_told_in_plain_words(
+        job, account, everybody, stand_in, format, input, is_stale, status, text):
+    with job.listen() as server:
+        if is_stale:
+            server.socket.close()
+        if status == FAILED:
+            os.mkdir(job.path(".in"))
+        result = user_backend(job, f"qolt-user:/{format}/{job.id}", by=everybody, input=input,
+                              env=stand_in).wait()
+    lines = result.err.splitlines(True)
+    told = text and "ERROR: " + text.format(
+        job.path(".in") if status == FAILED else account.pw_name) + "\n"
+    end = [told, "STATE: -connecting-to-device\n"] if text else ["STATE: -connecting-to-device\n"]
+    assert result.status == status and lines[-len(end):] == end
+    # Between the states it is what the other one has said, as it stands.
+    alone = job.run(format, input=input, env=stand_in) if status == CANCEL else None
+    assert not alone or lines[1:-len(end)] == alone.err.splitlines(True)
+    assert lines[0] == "STATE: +connecting-to-device\n"
+
+
+def test_job_is_delivered_from_standard_input_and_from_a_file(job, account, everybody, folder):
+    (folder / "document").write_bytes(b"from a file")
+    for arguments, text in [((), b"from the input"), ((folder / "document",), b"from a file")]:
+        with job.listen() as server:
+            backend = user_backend(job, f"qolt-user:/PS/{job.id}", *arguments, by=everybody,
+                                   input=b"from the input")
+            assert server.receive() == job.message and backend.wait().status == 0
+        assert job.read(".in") == text
+        job.assert_owned()
+        job.clean()
+
+
+def test_cancelling_ends_the_other_backend_too(job, everybody):
+    reading, writing = os.pipe()
+    with job.listen():
+        backend = user_backend(job, f"qolt-user:/PDF/{job.id}", by=everybody, input=reading)
+        assert eventually(lambda: job.files() == [".in"])
+        backend.signal(signal.SIGTERM)
+        os.close(writing)
+        result = backend.wait()
+    os.close(reading)
+    assert result == (FAILED, "", "STATE: +connecting-to-device\nSTATE: -connecting-to-device\n")
+    assert job.files() == []
+
+
+def test_other_backend_is_the_one_that_lies_beside_it(job, everybody, folder):
+    shutil.copy(QOLT_USER, folder)
+    with job.listen():
+        alone = user_backend(job, f"qolt-user:/PDF/{job.id}", by=everybody,
+                             program=folder / "qolt-user",
+                             env={"PATH": f"{QOLT.parent}:/usr/bin:/bin"}).wait()
+    assert alone.status == FAILED
+    assert f"ERROR: {folder}/qolt: No such file or directory (2)\n" in alone.err
