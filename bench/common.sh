@@ -2,8 +2,12 @@
 # QOLT_BENCH_BUILD=DIR they build nothing and take what is in DIR.
 
 scratch=$(mktemp -d "${TMPDIR:-/tmp}/qolt-bench.XXXXXX")
-receiver=''
+receiver='' scheduler=''
 clean() {
+  if [ -n "$scheduler" ]; then
+    kill "$scheduler"
+    wait "$scheduler" || true
+  fi
   if [ -n "$receiver" ]; then
     kill "$receiver"
     kill -CONT "$receiver"
@@ -43,6 +47,13 @@ start_receiver() {
 backend() {
   DEVICE_URI=qolt:/$1/$uid@$endpoint PRINTER=bench \
     "$bin/measure" "$scratch/$2" "$bin/qolt" "bench$$" user title 1 '' 2>>"$scratch/backend.log"
+}
+
+# make_document text|photograph|manual: A4, as $scratch/NAME.pdf.
+make_document() {
+  [ -e "$scratch/rows" ] || "$bin/photograph" 2100 3000 >"$scratch/rows"
+  gs -q -dBATCH -dNOPAUSE -sDEVICE=pdfwrite -dPDFSETTINGS=/prepress -o "$scratch/$1.pdf" \
+    -sdocument="$1" --permit-file-read="$scratch/rows" -srows="$scratch/rows" bench/documents.ps
 }
 
 median() {

@@ -1,5 +1,6 @@
 #include "apps/cups-qolt/zrle-generator.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -18,6 +19,8 @@
 #include "libs/rfb/EncoderCallbackV4.h"
 
 namespace {
+
+constexpr int pipeBytes = 1 << 20;  // what an account may have without any privilege
 
 // DMPAPER numbers of the DEVMODE printer settings, and the largest page in points that
 // each stands for. The first that holds a page is taken.
@@ -77,6 +80,9 @@ void encodePage(rdr::OutStream& out, int width, int height, rfb::PixelBuffer& so
 void generateZrlePages(const char* fileName, const char* prefix, std::vector<plat::String>& files) {
   bool isFile = fileName && *fileName;
   plat::OwnedFd input(isFile ? openStoredInput(fileName).release() : -1);
+  // What draws the pages can go on while one is encoded. Where this is no pipe, or the system
+  // refuses, it waits.
+  if (!isFile) fcntl(STDIN_FILENO, F_SETPIPE_SZ, pipeBytes);
   cupsraster::RasterStreams streams(isFile ? input.get() : STDIN_FILENO,
                                     fileName ? fileName : "[stdin]");
   cupsraster::CupsPixelBuffer page(&streams, pagefile::tileSize);

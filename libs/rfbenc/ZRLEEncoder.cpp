@@ -9,11 +9,15 @@ namespace rfb {
     Encoder::registerFactory(ZRLEEncoder::zrleEncoding, ZRLEEncoder::create);
 
 static constexpr int defaultTileSize = 64;
+// The tiles of most pages. Deflating takes longer than all else, and whoever draws the page
+// has to wait for it while there are rows to come.
+static constexpr int gatheredBytes = 1 << 20;
 
 ZRLEEncoder::ZRLEEncoder(EncoderCallback* newCallback, int newEncoding, bool writeLength,
                          int tileSize, bool paletteReuse, bool resetPerRect)
     : Encoder(newCallback, newEncoding),
       zlib(nullptr, 0, ZRLEBufferedPath::zlibLevel()),
+      tiles(&zlib, gatheredBytes),
       tileCoder(newCallback, tileSize, paletteReuse, resetPerRect),
       bufferedPath(newCallback, &zlib, &tileCoder, writeLength) {}
 
@@ -38,6 +42,7 @@ bool ZRLEEncoder::writeRectData(const Rect& r, rdr::OutStream* os, PixelBuffer* 
 }
 
 void ZRLEEncoder::reset() {
+  tiles.drop();
   zlib.reset();
   tileCoder.reset();
   bufferedPath.setFresh(true);
@@ -52,7 +57,8 @@ bool ZRLEEncoder::encode(const Rect& r, rdr::OutStream* os, PixelBuffer* pb, boo
   if (withRectHeader) os = callback->startRect(r, zrleEncoding);
   const int before = zlib.length();
   zlib.setUnderlying(os);
-  tileCoder.writeRect(r, &zlib, pb, this);
+  tileCoder.writeRect(r, &tiles, pb, this);
+  tiles.passOn();
   zlib.flush(false);
   if (withRectHeader) callback->endRect(false);
   // An empty rectangle, or one whose pixels have no tile data, makes no output, not even the

@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "base/rdr/GatheringOutStream.h"
 #include "base/rdr/ZlibOutStream.h"
 #include "libs/rfb/Encoder.h"
 #include "libs/rfbenc/XrleCallback.h"
@@ -19,9 +20,9 @@ class ZRLEEncoder : public Encoder, private XrleCallback {
 
   // writeLength: a length of 4 bytes, big-endian, precedes the data of each rectangle, as
   // the RFC has it; generations of the protocol that frame their messages do without.
-  // The rest is for the tile coder. A raw tile of 3-byte CPIXELs must fit into the buffer of
-  // the zlib stream, 16384 bytes: up to 73 x 73 pixels. A larger one throws plat::Exception
-  // from the writing, so a tileSize above 73 is for formats of other sizes.
+  // The rest is for the tile coder. With the length, or with MiniUpdates, a raw tile of 3-byte
+  // CPIXELs must fit into the buffer of the zlib stream, 16384 bytes: up to 73 x 73 pixels. A
+  // larger one throws plat::Exception from the writing.
   ZRLEEncoder(EncoderCallback* newCallback, int newEncoding, bool writeLength, int tileSize,
               bool paletteReuse, bool resetPerRect);
   ~ZRLEEncoder() override;
@@ -40,6 +41,7 @@ class ZRLEEncoder : public Encoder, private XrleCallback {
   bool encode(const Rect& r, rdr::OutStream* os, PixelBuffer* pb, bool withRectHeader);
 
   rdr::ZlibOutStream zlib;
+  rdr::GatheringOutStream tiles;  // in front of it
   XrleEncoder tileCoder;
   ZRLEBufferedPath bufferedPath;
 };

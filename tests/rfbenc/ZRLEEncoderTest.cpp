@@ -277,13 +277,13 @@ TEST(ZRLEEncoder, streamBeginsWithTheFirstOutput) {
   EXPECT_EQ(callback.rects[1].data.substr(0, 2), "\x78\x9c");
 }
 
-TEST(ZRLEEncoder, largestTileOf3ByteCPixelsIs73) {
+TEST(ZRLEEncoder, largestTileOf3ByteCPixelsBehindALengthIs73) {
   Picture picture(formats()[3], 74, 74);
   std::mt19937 random(1);
   picture.fillTiles(74, [&](int) { return static_cast<uint32_t>(random()); });
   for (int tileSize : {73, 74}) {
     Recorder callback;
-    rfb::ZRLEEncoder encoder(&callback, 16, false, tileSize, false, true);
+    rfb::ZRLEEncoder encoder(&callback, 16, true, tileSize, false, true);
     EXPECT_EQ(thrownBy([&] { encoder.writeRect(picture.getRect(), &picture); }),
               tileSize == 73 ? "" : ": ZlibOutStream overrun: max itemSize exceeded");
   }

@@ -1,0 +1,45 @@
+#include "base/rdr/GatheringOutStream.h"
+
+#include <algorithm>
+
+#include "base/plat/Exception.h"
+
+namespace rdr {
+
+GatheringOutStream::GatheringOutStream(OutStream* newUnderlying, int newSize)
+    : underlying(newUnderlying),
+      size(newSize),
+      buffer(std::make_unique_for_overwrite<uint8_t[]>(static_cast<size_t>(newSize))) {
+  ptr = buffer.get();
+  end = ptr + size;
+}
+
+int GatheringOutStream::length() const {
+  return static_cast<int>(int64_t{offset} + (ptr - buffer.get()));
+}
+
+void GatheringOutStream::flush() {
+  passOn();
+  underlying->flush();
+}
+
+int GatheringOutStream::overrun(int itemSize, int nItems) {
+  if (itemSize > size) {
+    throw plat::Exception("GatheringOutStream overrun: max itemSize exceeded");
+  }
+  passOn();
+  return std::min(nItems, nFree() / itemSize);
+}
+
+void GatheringOutStream::passOn() {
+  const auto count = static_cast<int>(ptr - buffer.get());
+  drop();
+  underlying->writeBytes(buffer.get(), count);
+}
+
+void GatheringOutStream::drop() {
+  offset = length();
+  ptr = buffer.get();
+}
+
+}  // namespace rdr

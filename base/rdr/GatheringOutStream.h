@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "base/rdr/OutStream.h"
+
+namespace rdr {
+
+// Gathers what is written and passes it on in one piece, so that a slow stream below is not
+// worked while there is something better to do. The memory is not touched before it is needed.
+class GatheringOutStream : public OutStream {
+ public:
+  // newUnderlying is borrowed. size: bytes gathered, and the largest item.
+  GatheringOutStream(OutStream* newUnderlying, int newSize);
+
+  int length() const override;
+  // Passes on, and flushes the stream below.
+  void flush() override;
+  OutStream* innermost() override { return underlying->innermost(); }
+  int freeSpace() const override { return underlying->freeSpace(); }
+  bool shutdown() override { return underlying->shutdown(); }
+  int overrun(int itemSize, int nItems) override;
+
+  // Passes on what is gathered. It is gone when the stream below throws.
+  void passOn();
+  // Forgets what is gathered, which counts as written.
+  void drop();
+
+ private:
+  OutStream* underlying;
+  int size;
+  int offset = 0;  // position of the buffer start
+  std::unique_ptr<uint8_t[]> buffer;
+};
+
+}  // namespace rdr
