@@ -29,11 +29,11 @@ def packaged(ppd):
 
 
 def with_filter(folder, ppd, line):
-    """A copy of the PPD file that has another cupsFilter line."""
+    """A copy of the PPD file that has this line in place of its own cupsFilter2 lines."""
     lines = packaged(ppd).read_text().splitlines(True)
     copy = folder / f"filter-{ppd}"
-    copy.write_text("".join(line + "\n" if old.startswith("*cupsFilter:") else old
-                            for old in lines))
+    copy.write_text("".join(old for old in lines if not old.startswith("*cupsFilter"))
+                    + line + "\n")
     return copy
 
 
@@ -45,15 +45,16 @@ def as_is(folder):
 
 class Scheduler:
     """Started by scripts/private-scheduler, which the command `by` is to run; that of the system is
-    not touched. Its backends are the product's, and one that does nothing but store. A
-    context; clean() takes away what a test has made."""
+    not touched. Its backends are the product's, and one that does nothing but store. With `port`
+    it is reached from elsewhere too. A context; clean() takes away what a test has made."""
 
-    def __init__(self, folder, by=()):
+    def __init__(self, folder, by=(), port=False):
         self.folder, self.queues, self.jobs, self.log_start = Path(folder), {}, [], 0
         store = self.folder / "store"
         store.write_text(STORE)
-        self.process = Process([*by, "/bin/bash", SOURCE / "scripts/private-scheduler", folder,
-                                f"qolt={QOLT}", f"qolt-user={QOLT_USER}", f"store={store}"])
+        self.process = Process([*by, "/bin/bash", SOURCE / "scripts/private-scheduler",
+                                *["--port"] * port, folder, f"qolt={QOLT}", f"qolt-user={QOLT_USER}",
+                                f"store={store}"])
 
     def __enter__(self):
         def is_running():

@@ -226,6 +226,59 @@ def test_raster_pages_arrive_as_cups_delivers_them(cups, job, folder, real_libra
         assert assert_page(printed.path(suffix), page, paper)
 
 
+def ink_of(page):
+    """Left, top, right and bottom of what is not white, in pixels."""
+    row, lines = page.bytes_per_line, bytes(page.lines)
+    rows = [lines[i:i + row].rstrip(b"\xff") for i in range(0, len(lines), row)]
+    inked = [y for y, text in enumerate(rows) if text]
+    left = min(row - len(lines[y * row:(y + 1) * row].lstrip(b"\xff")) for y in inked)
+    return left // 3, inked[0], -(-max(map(len, rows)) // 3), inked[-1] + 1
+
+
+WHOLE = 0, 0, 0, 0
+MARGIN = 75  # half an inch at 150 dpi
+
+
+# Whole sheets, and how far from their edges ink begins: left, top, right, bottom; None is any.
+@pytest.mark.parametrize("name, options, sheet, edges", [
+    ("photo", "Resolution=150dpi", (1240, 1754), (0, 50, 0, 50)),
+    ("photo", "Resolution=150dpi scaling=30 position=bottom-left", (1240, 1754), (0, 1258, 868, 0)),
+    ("photo", "Resolution=150dpi ppi=100 media=A3", (1754, 2481), (517, 760, 517, 760)),
+    ("text", "Resolution=150dpi", (1240, 1754), (MARGIN, MARGIN, None, None)),
+    ("script", "Resolution=150dpi", (1240, 1754), (MARGIN, MARGIN, None, None)),
+    ("text", "Resolution=150dpi page-left=72", (1240, 1754), (2 * MARGIN, MARGIN, None, None)),
+    ("document", "media=A6 printer-resolution=150dpi", (621, 875), WHOLE),
+    ("document", "media=iso_a5_148x210mm Resolution=150dpi", (875, 1240), WHOLE),
+    ("document", "media=Custom.100x150mm printer-resolution=300dpi", (1179, 1771), WHOLE),
+    ("document", "PageSize=EnvDL", (1300, 2600), WHOLE),
+    ("document", "printer-resolution=600dpi", (4958, 7017), WHOLE),
+])
+def test_raster_pages_are_whole_sheets_and_only_text_has_margins(
+        cups, job, folder, name, options, sheet, edges):
+    cups.add_queue("queue", "ZRLE", packaged("qolt-raster.ppd"), job)
+    (folder / name).write_bytes({
+        "photo": photo(480, 640), "text": text(150), "script": b"#!/bin/sh\n" + text(3),
+        "document": grey_pages("3")}[name])
+    stored = cups.stored("queue", *(f"-o{option}" for option in options.split()), folder / name)
+    page = next(raster_pages(stored.read_bytes()))
+    assert (page.width, page.height) == sheet
+    left, top, right, bottom = ink_of(page)
+    found = left, top, page.width - right, page.height - bottom
+    assert all(edge is None or abs(edge - at) <= 4 for edge, at in zip(edges, found)), found
+
+
+@pytest.mark.parametrize("format", ["PDF", "PS"])
+def test_text_has_margins_in_documents(cups, job, folder, format):
+    cups.add_queue("queue", format, packaged(PPDS[format]), job)
+    (folder / "text").write_bytes(text(150))
+    stored = cups.stored("queue", folder / "text")
+    boxes = run(["gs", "-q", "-dBATCH", "-dNOPAUSE", "-dSAFER", "-sDEVICE=bbox", stored]).err
+    boxes = [[int(word) for word in box.split()]
+             for box in re.findall("^%%BoundingBox: (.*)", boxes, re.MULTILINE)]
+    assert len(boxes) == 3 and all(abs(box[0] - 36) <= 1 for box in boxes)
+    assert all(800 <= box[3] <= 842 - 36 for box in boxes)
+
+
 @pytest.mark.parametrize("title", [
     "Ünïcödé „quoted“ – ½ €",
     "\"double\" 'single' `back` $HOME $(id) \\ ; & | < > * ? ~ #",
