@@ -7,6 +7,7 @@ import signal
 import tempfile
 from contextlib import ExitStack
 from pathlib import Path
+from subprocess import DEVNULL, call
 
 import pytest
 
@@ -18,6 +19,10 @@ from programs import (  # noqa: E402
 from samples import RASTER, Sample  # noqa: E402
 
 RELIABILITY = SOURCE / "docs/reliability.md"
+
+# Accounts of the base system, which the tests run as, count as a person's.
+EVERYBODY = ["unshare", "-m", "sh", "-c",
+             'mount --bind "$1" /etc/login.defs && shift && exec "$@"', "sh"]
 
 
 def pytest_addoption(parser):
@@ -189,3 +194,39 @@ def cups(one_scheduler):
     """A scheduler without queues."""
     yield one_scheduler
     one_scheduler.clean()
+
+
+@pytest.fixture(scope="session")
+def everybody(tmp_path_factory):
+    """The command by which a program is run that is to see them so."""
+    defs = tmp_path_factory.mktemp("everybody") / "login.defs"
+    defs.write_text("# UID_MIN 3\nUID_MAX 9\nUID_MIN\nUID_MIN\t1\nUID_MINIMUM 70000\n")
+    command = [*EVERYBODY, defs]
+    if call([*command, "true"], stdout=DEVNULL, stderr=DEVNULL):
+        pytest.skip("needs a mount namespace")
+    return command
+
+
+@pytest.fixture(scope="session")
+def scheduler_for_all(new_scheduler, everybody):
+    return new_scheduler(by=everybody)
+
+
+@pytest.fixture
+def receive(cups, job, folder):
+    """Starts a receiver of an account at the endpoint of `job`; documents go to its own folder."""
+    receivers = []
+
+    def start(account, *parameters):
+        output = folder / account.pw_name
+        output.mkdir(exist_ok=True)
+        os.chown(output, account.pw_uid, account.pw_gid)
+        receivers.append(Process([RECEIVER, f"--name={job.id}", f"--output={output}",
+                                  "--log=*:stderr:30", *parameters],
+                                 account=account, env=cups.environment()))
+        receivers[-1].wait_for("listening on ")
+        return receivers[-1]
+    yield start
+    for receiver in receivers:
+        receiver.signal(signal.SIGTERM)
+        assert receiver.wait().status == 0

@@ -11,11 +11,12 @@ NEEDED = [
     *[f"/usr/lib/cups/filter/{name}" for name in (
         "pdftopdf", "pdftops", "texttopdf", "imagetopdf", "gstoraster", "bannertopdf")]]
 
-# Keeps what CUPS hands it in the file of its device URI.
+# Keeps what CUPS hands it in the file of its device URI, or there in a folder by the job's id.
 STORE = """#!/bin/sh
 [ $# = 0 ] && exit 0
 umask 077
 file=${DEVICE_URI#store:}
+case $file in */) file=$file$1 ;; esac
 cat ${6:+"$6"} >"$file.new" && mv "$file.new" "$file"
 """
 

@@ -3,32 +3,10 @@
 import os
 import shutil
 import signal
-from subprocess import DEVNULL, call
 
 import pytest
-from programs import QOLT, QOLT_USER, RECEIVER, Job, Process, eventually
+from programs import QOLT, QOLT_USER, Job, Process, eventually
 from scheduler import as_is, packaged
-
-# Accounts of the base system, which the tests run as, count as a person's.
-EVERYBODY = ["unshare", "-m", "sh", "-c",
-             'mount --bind "$1" /etc/login.defs && shift && exec "$@"', "sh"]
-
-
-@pytest.fixture(scope="session")
-def everybody(tmp_path_factory):
-    """The command by which a program is run that is to see them so."""
-    defs = tmp_path_factory.mktemp("everybody") / "login.defs"
-    defs.write_text("# UID_MIN 3\nUID_MAX 9\nUID_MIN\nUID_MIN\t1\nUID_MINIMUM 70000\n")
-    command = [*EVERYBODY, defs]
-    if call([*command, "true"], stdout=DEVNULL, stderr=DEVNULL):
-        pytest.skip("needs a mount namespace")
-    return command
-
-
-@pytest.fixture(scope="module")
-def scheduler_for_all(new_scheduler, everybody):
-    return new_scheduler(by=everybody)
-
 
 @pytest.fixture
 def cups(scheduler_for_all):
@@ -41,26 +19,6 @@ def queue(cups, job, folder):
     """Its name. It brings PDF documents as they are to whoever has printed them."""
     cups.add("everybody", f"qolt-user:/PDF/{job.id}", as_is(folder), job)
     return "everybody"
-
-
-@pytest.fixture
-def receive(cups, job, folder):
-    """Starts a receiver of an account at the endpoint of `job`; documents go to its own folder."""
-    receivers = []
-
-    def start(account, *parameters):
-        output = folder / account.pw_name
-        output.mkdir(exist_ok=True)
-        os.chown(output, account.pw_uid, account.pw_gid)
-        receivers.append(Process([RECEIVER, f"--name={job.id}", f"--output={output}",
-                                  "--log=*:stderr:30", *parameters],
-                                 account=account, env=cups.environment()))
-        receivers[-1].wait_for("listening on ")
-        return receivers[-1]
-    yield start
-    for receiver in receivers:
-        receiver.signal(signal.SIGTERM)
-        assert receiver.wait().status == 0
 
 
 def received(receiver):
