@@ -10,7 +10,7 @@ from pathlib import Path
 
 import pytest
 import scheduler
-from programs import BUILD, SOURCE, eventually, run
+from programs import BUILD, SOURCE, eventually, private_dir, run
 from throwaway_root import ThrowAwayRoot
 
 
@@ -46,8 +46,11 @@ MODES = {
     "./usr/lib/cups/filter/qolttext": "-rwxr-xr-x",
     **dict.fromkeys([
         "./usr/lib/systemd/user/qolt-receiver.service",
+        "./usr/lib/systemd/user/qolt-viewer@.service",
         "./usr/share/doc/qolt/changelog.gz",
         "./usr/share/doc/qolt/copyright",
+        "./usr/share/doc/qolt/install.md",
+        "./usr/share/doc/qolt/viewer.md",
         "./usr/share/lintian/overrides/qolt",
         "./usr/share/man/man1/qolt-pagefile.1.gz",
         "./usr/share/man/man1/qolt-receiver.1.gz",
@@ -144,12 +147,11 @@ def test_clean_machine_installs_prints_receives_and_removes(packages, root, real
         pytest.skip(f"needs {missing}")
     package, earlier = packages
     etc, home = Path(root.path("/etc")), Path(root.path("/tmp/home"))
-    try:
-        account = pwd.getpwuid(1000)  # of whom the documented URIs speak
-    except KeyError:
-        account = pwd.struct_passwd(("qolt", "x", 1000, 1000, "", "/tmp/home", "/bin/sh"))
-        with open(etc / "passwd", "a") as file:
-            print(*account, sep=":", file=file)
+    taken = {entry.pw_uid for entry in pwd.getpwall()}
+    uid = next(uid for uid in range(1000, 60000) if uid not in taken)
+    account = pwd.struct_passwd(("anna", "x", uid, uid, "", "/tmp/home", "/bin/sh"))
+    with open(etc / "passwd", "a") as file:
+        print(*account, sep=":", file=file)
     home.mkdir()
     os.chown(home, account.pw_uid, account.pw_gid)
     shutil.copy(SOURCE / "packaging/demo/test-page.pdf", home / "letter.pdf")
@@ -177,17 +179,18 @@ def test_clean_machine_installs_prints_receives_and_removes(packages, root, real
         assert changes() != before
         assert "direct qolt:/\n" in do("lpinfo -v")
         if shutil.which("systemd-analyze"):
-            do("systemd-analyze --user --man=no verify qolt-receiver.service",
+            do("systemd-analyze --user --man=no verify qolt-receiver.service "
+               "qolt-viewer@printer.service",
                env={"XDG_RUNTIME_DIR": "/tmp/home"})
 
         with root.start("sh", "-c", "exec " + documented("qolt-receiver "), account=account,
                         env={"HOME": "/tmp/home"}) as receiver:
-            receiver.wait_for("listening on /tmp/.qolt-1000/print.printq\n")
+            receiver.wait_for(f"listening on {private_dir(account)}/print.printq\n")
             for queue, format, file, start in [
                     ("office", "ZRLE", "letter.pdf-0.png", b"\x89PNG"),
                     ("office-pdf", "PDF", "letter-0.pdf", b"%PDF-"),
                     ("office-ps", "PS", "letter.pdf-0.ps", b"%!PS-")]:
-                do(documented(f"lpadmin -p {queue} -v qolt:/{format}/"))
+                do(documented(f'lpadmin -p {queue} -v "qolt:/{format}/'))
                 do("cd /tmp/home && " + documented("lp -d office ").replace("office", queue))
                 receiver.wait_for(f"received /tmp/home/{file}\n")
                 assert (home / file).read_bytes().startswith(start)
