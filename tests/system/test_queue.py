@@ -252,13 +252,15 @@ MARGIN = 75  # half an inch at 150 dpi
     ("document", "media=Custom.100x150mm printer-resolution=300dpi", (1179, 1771), WHOLE),
     ("document", "PageSize=EnvDL", (1300, 2600), WHOLE),
     ("document", "printer-resolution=600dpi", (4958, 7017), WHOLE),
+    ("raster", "", (300, 300), WHOLE),  # as it is
 ])
 def test_raster_pages_are_whole_sheets_and_only_text_has_margins(
         cups, job, folder, name, options, sheet, edges):
     cups.add_queue("queue", "ZRLE", packaged("qolt-raster.ppd"), job)
     (folder / name).write_bytes({
         "photo": photo(480, 640), "text": text(150), "script": b"#!/bin/sh\n" + text(3),
-        "document": grey_pages("3")}[name])
+        "document": grey_pages("3"),
+        "raster": raster_stream(b"3SaR", random_page(300, 300))}[name])
     stored = cups.stored("queue", *(f"-o{option}" for option in options.split()), folder / name)
     page = next(raster_pages(stored.read_bytes()))
     assert (page.width, page.height) == sheet
