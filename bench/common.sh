@@ -2,12 +2,12 @@
 # QOLT_BENCH_BUILD=DIR they build nothing and take what is in DIR.
 
 scratch=$(mktemp -d "${TMPDIR:-/tmp}/qolt-bench.XXXXXX")
-receiver='' scheduler=''
+receiver=''
+. scripts/scheduler.sh
 clean() {
-  if [ -n "$scheduler" ]; then
-    kill "$scheduler"
-    wait "$scheduler" || true
-  fi
+  for pid in "${schedulers[@]}"; do
+    kill "$pid" 2>/dev/null && wait "$pid" || true
+  done
   if [ -n "$receiver" ]; then
     kill "$receiver"
     kill -CONT "$receiver"

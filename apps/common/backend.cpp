@@ -20,7 +20,7 @@ static void occupyStandardStreams() {
 void startBackend() {
   os::AppInfo::set("print", "Quenfor", "qolt", nullptr, nullptr);
   occupyStandardStreams();
-  // Like any other failure of a write this cleans up.
+  // A broken pipe is an error of the write like any other, which cleans up.
   signal(SIGPIPE, SIG_IGN);
 }
 

@@ -74,9 +74,9 @@ int main(int argc, char** argv) {
   } catch (const plat::Exception& problem) {
     outcome = {CUPS_BACKEND_FAILED, problem.message};
   }
-  // What the filters say at their end would take the place of the reason.
-  if (outcome.status != CUPS_BACKEND_OK && argc == 6) takeRestOfDocument();
   if (!outcome.text.empty()) {
+    // First, as what the filters say at their end would take the place of the reason.
+    if (argc == 6) takeRestOfDocument();
     fprintf(stderr, "ERROR: %s\n", plat::escapeUtf8(outcome.text.c_str(), '~').get());
   }
   fputs("STATE: -connecting-to-device\n", stderr);

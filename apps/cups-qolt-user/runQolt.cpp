@@ -83,7 +83,8 @@ std::string passLines(int from) {
   char bytes[4096];
   for (ssize_t count; (count = read(from, bytes, sizeof bytes)) > 0;) {
     // Nobody may be listening any more, which is no reason for the job to fail.
-    if (write(STDERR_FILENO, bytes, static_cast<size_t>(count)) < 0) continue;
+    [[maybe_unused]] const ssize_t written =
+        write(STDERR_FILENO, bytes, static_cast<size_t>(count));
     for (const char c : std::string_view(bytes, static_cast<size_t>(count))) {
       if (c != '\n') {
         if (line.size() < maxLine) line += c;

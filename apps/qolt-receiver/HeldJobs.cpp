@@ -60,11 +60,6 @@ class Request {
   ipp_t* ipp;  // send() takes it over
 };
 
-std::string textOf(ipp_t* answer, const char* name) {
-  ipp_attribute_t* attribute = ippFindAttribute(answer, name, IPP_TAG_URI);
-  return attribute ? ippGetString(attribute, 0, nullptr) : "";
-}
-
 // The jobs of the user that were begun and then held, in the order in which they were printed.
 std::vector<WaitingJob> waitingJobs(http_t* scheduler, const char* user) {
   Request request(IPP_OP_GET_JOBS, user, anyPrinter);
@@ -107,24 +102,26 @@ bool leadsTo(const std::string& endpointName, http_t* scheduler, const char* use
   Request request(IPP_OP_GET_PRINTER_ATTRIBUTES, user, queueUri.c_str());
   request.addKeywords("requested-attributes", {"device-uri"});
   const Answer answer = request.send(scheduler, "/");
-  const std::string device = textOf(answer.get(), "device-uri");
+  const char* device =
+      ippGetString(ippFindAttribute(answer.get(), "device-uri", IPP_TAG_URI), 0, nullptr);
   const job::Format* format;
   plat::String name;
-  if (parseUserUri(device.c_str(), &format, &name)) return name == endpointName.c_str();
+  if (parseUserUri(device, &format, &name)) return name == endpointName.c_str();
   uint32_t uid;
-  return parseDeviceUri(device.c_str(), nullptr, &uid, &name) && uid == geteuid() &&
+  return parseDeviceUri(device, nullptr, &uid, &name) && uid == geteuid() &&
          name == endpointName.c_str();
 }
 
-void release(http_t* scheduler, const char* user, const WaitingJob& job) {
+bool release(http_t* scheduler, const char* user, const WaitingJob& job) {
   Request request(IPP_OP_RELEASE_JOB, user, job.queueUri.c_str());
   ippAddInteger(request.get(), IPP_TAG_OPERATION, IPP_TAG_INTEGER, "job-id", job.id);
   request.send(scheduler, "/jobs/");
   if (cupsLastError() > IPP_STATUS_OK_EVENTS_COMPLETE) {
     log.error("job %d stays on hold: %s", job.id, cupsLastErrorString());
-  } else {
-    log.info("job %d is printed now", job.id);
+    return false;
   }
+  log.info("job %d is printed now", job.id);
+  return true;
 }
 
 void releaseAll(const std::string& endpointName) {
@@ -141,7 +138,8 @@ void releaseAll(const std::string& endpointName) {
   for (const WaitingJob& job : waitingJobs(scheduler.get(), user)) {
     const auto [queue, isNew] = queues.try_emplace(job.queueUri);
     if (isNew) queue->second = leadsTo(endpointName, scheduler.get(), user, job.queueUri);
-    if (queue->second) release(scheduler.get(), user, job);
+    // Those behind it would fare no better, or come before it.
+    if (queue->second && !release(scheduler.get(), user, job)) return;
   }
 }
 

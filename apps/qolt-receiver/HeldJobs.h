@@ -18,7 +18,7 @@ namespace receiver {
 class HeldJobs : private plat::NonCopyable {
  public:
   explicit HeldJobs(std::string newEndpointName);
-  // Waits for a request that is on its way, a few seconds at most.
+  // Waits for what it has just begun; a scheduler that does not answer costs a few seconds.
   ~HeldJobs();
 
  private:

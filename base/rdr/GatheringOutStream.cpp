@@ -6,10 +6,9 @@
 
 namespace rdr {
 
-GatheringOutStream::GatheringOutStream(OutStream* newUnderlying, int newSize)
+GatheringOutStream::GatheringOutStream(OutStream* newUnderlying, int size)
     : underlying(newUnderlying),
-      size(newSize),
-      buffer(std::make_unique_for_overwrite<uint8_t[]>(static_cast<size_t>(newSize))) {
+      buffer(std::make_unique_for_overwrite<uint8_t[]>(static_cast<size_t>(size))) {
   ptr = buffer.get();
   end = ptr + size;
 }
@@ -24,7 +23,7 @@ void GatheringOutStream::flush() {
 }
 
 int GatheringOutStream::overrun(int itemSize, int nItems) {
-  if (itemSize > size) {
+  if (itemSize > end - buffer.get()) {
     throw plat::Exception("GatheringOutStream overrun: max itemSize exceeded");
   }
   passOn();

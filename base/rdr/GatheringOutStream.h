@@ -12,7 +12,7 @@ namespace rdr {
 class GatheringOutStream : public OutStream {
  public:
   // newUnderlying is borrowed. size: bytes gathered, and the largest item.
-  GatheringOutStream(OutStream* newUnderlying, int newSize);
+  GatheringOutStream(OutStream* newUnderlying, int size);
 
   int length() const override;
   // Passes on, and flushes the stream below.
@@ -29,7 +29,6 @@ class GatheringOutStream : public OutStream {
 
  private:
   OutStream* underlying;
-  int size;
   int offset = 0;  // position of the buffer start
   std::unique_ptr<uint8_t[]> buffer;
 };

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdint>
 #include <cstdlib>
@@ -43,6 +44,7 @@ class Inputs {
         corpus.push_back(bytes.str());
       }
     }
+    std::sort(corpus.begin(), corpus.end());  // a folder has no order
     // A line is a quoted string, in which \xAB is a byte.
     std::ifstream dictionary(folder / (target + ".dict"));
     for (std::string line; std::getline(dictionary, line);) {

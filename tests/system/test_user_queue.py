@@ -8,14 +8,9 @@ import pytest
 from programs import QOLT, QOLT_USER, Job, Process, eventually
 from scheduler import as_is, packaged
 
-@pytest.fixture
-def cups(scheduler_for_all):
-    yield scheduler_for_all
-    scheduler_for_all.clean()
-
 
 @pytest.fixture
-def queue(cups, job, folder):
+def queue(cups, job, folder, everybody):
     """Its name. It brings PDF documents as they are to whoever has printed them."""
     cups.add("everybody", f"qolt-user:/PDF/{job.id}", as_is(folder), job)
     return "everybody"
@@ -90,7 +85,7 @@ def test_held_jobs_stay_when_the_receiver_is_told_so(cups, job, account, folder,
     assert printed.files() == []
 
 
-def test_raster_is_drawn_to_its_end_before_the_job_waits(cups, job, account, folder):
+def test_raster_is_drawn_to_its_end_before_the_job_waits(cups, job, account, folder, everybody):
     """Filters whose output nobody reads fail, and their job is stopped instead."""
     cups.add("raster", f"qolt-user:/ZRLE/{job.id}", packaged("qolt-raster.ppd"), job)
     (folder / "document").write_text("a line\n" * 2000)
@@ -150,6 +145,14 @@ def test_failure_of_the_other_backend_is_told_in_plain_words(
     assert lines[0] == "STATE: +connecting-to-device\n"
 
 
+def test_job_waits_also_when_nobody_reads_what_is_said(job, everybody):
+    with job.listen() as server:
+        server.socket.close()
+        backend = user_backend(job, f"qolt-user:/PDF/{job.id}", by=everybody, input=b"a document",
+                               broken_errors=True)
+        assert backend.wait().status == HOLD
+
+
 def test_job_is_delivered_from_standard_input_and_from_a_file(job, account, everybody, folder):
     (folder / "document").write_bytes(b"from a file")
     for arguments, text in [((), b"from the input"), ((folder / "document",), b"from a file")]:
@@ -168,9 +171,9 @@ def test_cancelling_ends_the_other_backend_too(job, everybody):
         backend = user_backend(job, f"qolt-user:/PDF/{job.id}", by=everybody, input=reading)
         assert eventually(lambda: job.files() == [".in"])
         backend.signal(signal.SIGTERM)
-        os.close(writing)
-        result = backend.wait()
+        result = backend.wait()  # with more of the document to come
     os.close(reading)
+    os.close(writing)
     assert result == (FAILED, "", "STATE: +connecting-to-device\nSTATE: -connecting-to-device\n")
     assert job.files() == []
 

@@ -41,13 +41,6 @@ def tunnel(near, far):
         server.shutdown()
 
 
-@pytest.fixture
-def cups(scheduler_for_all):
-    """That of the host."""
-    yield scheduler_for_all
-    scheduler_for_all.clean()
-
-
 @pytest.fixture(scope="module")
 def one_viewer(new_scheduler):
     return new_scheduler(port=True)
@@ -75,7 +68,7 @@ def viewer(one_viewer, folder):
 
 
 @pytest.fixture
-def queues(cups, job):
+def queues(cups, job, everybody):
     """Of the host, one for each format, for everybody."""
     formats = ["ZRLE", "PDF"]
     for format in formats:
