@@ -152,12 +152,13 @@ def output(folder, account):
 
 @pytest.fixture
 def serve(job, output):
-    """Starts a receiver at the job's endpoint; when it returns, jobs can come."""
+    """Starts a receiver at the job's endpoint; when it returns, jobs can come. The scheduler of the
+    machine is left alone."""
     receivers = []
 
     def start(*parameters, output=output, **how):
         receivers.append(Process([RECEIVER, f"--name={job.id}", f"--output={output}",
-                                  "--timeout=60", *parameters], account=job.account, **how))
+                                  "--timeout=60", "--releaseheld=no", *parameters], account=job.account, **how))
         receivers[-1].wait_for(f"listening on {job.socket_path}\n")
         return receivers[-1]
     yield start

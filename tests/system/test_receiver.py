@@ -296,6 +296,14 @@ def test_command_gets_nothing_of_the_receiver(job, serve, output, command):
     assert blocked == 0 and not ignored & 1 << (SIGPIPE - 1)
 
 
+def test_without_a_scheduler_nothing_is_said_of_held_jobs(job, serve, output):
+    server = serve("-ReleaseHeld", env={"CUPS_SERVER": str(output / "none")})
+    with connect(job):
+        assert_served(job, server)
+    server.signal(SIGTERM)
+    assert server.wait().err == ""
+
+
 def test_pages_that_cannot_be_joined_are_taken_one_by_one(job, serve, output):
     server = serve("-Join")
     send_pages(job, PAGE, PAGE[:50])
