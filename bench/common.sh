@@ -31,14 +31,15 @@ build() {
   cmake --build build/bench --target "$@" >/dev/null
 }
 
-# Jobs for $endpoint of the account $uid; what arrives lies in $scratch/out.
+# start_receiver [PARAMETER...]: jobs for $endpoint of the account $uid; what arrives lies in
+# $scratch/out.
 start_receiver() {
   uid=$(id -u nobody) endpoint=bench$$
   chmod 0711 "$scratch"
   install -d -o nobody -m 0700 "$scratch/out"
   install -m 0755 "$bin/qolt-receiver" "$scratch/"
   setpriv --reuid=nobody --regid="$(id -g nobody)" --clear-groups \
-    "$scratch/qolt-receiver" --Name="$endpoint" --Output="$scratch/out" >"$scratch/receiver.log" 2>&1 &
+    "$scratch/qolt-receiver" --Name="$endpoint" --Output="$scratch/out" "$@" >"$scratch/receiver.log" 2>&1 &
   receiver=$!
   until grep -qs listening "$scratch/receiver.log"; do sleep 0.1; done
 }
@@ -54,6 +55,14 @@ make_document() {
   [ -e "$scratch/rows" ] || "$bin/photograph" 2100 3000 >"$scratch/rows"
   gs -q -dBATCH -dNOPAUSE -sDEVICE=pdfwrite -dPDFSETTINGS=/prepress -o "$scratch/$1.pdf" \
     -sdocument="$1" --permit-file-read="$scratch/rows" -srows="$scratch/rows" bench/documents.ps
+}
+
+# make_raster DOCUMENT: $scratch/raster, through the filters that a queue with our PPD has.
+make_raster() {
+  make_document "$1"
+  /usr/sbin/cupsfilter -p "${bin%/bin}/ppd/qolt-raster.ppd" -i application/pdf \
+    -m application/vnd.cups-raster "$scratch/$1.pdf" >"$scratch/raster" 2>"$scratch/filters.log" ||
+    { cat "$scratch/filters.log" >&2; exit 1; }
 }
 
 median() {

@@ -49,13 +49,13 @@ void PngWriter::attempt(Action action) {
   action();
 }
 
-PngWriter::PngWriter(FILE* out, const Size& size) : file(out) {
+PngWriter::PngWriter(FILE* out, const Size& size, const PictureForm& form) : file(out) {
   png = png_create_write_struct(PNG_LIBPNG_VER_STRING, this, Callbacks::error, Callbacks::warning);
   if (!png) throw std::bad_alloc();
   info = png_create_info_struct(png);
   try {
     if (!info) throw std::bad_alloc();
-    writeStart(size);
+    writeStart(size, form);
   } catch (...) {
     png_destroy_write_struct(&png, &info);
     throw;
@@ -66,27 +66,37 @@ PngWriter::~PngWriter() {
   png_destroy_write_struct(&png, &info);
 }
 
-void PngWriter::writeStart(const Size& size) {
+void PngWriter::writeStart(const Size& size, const PictureForm& form) {
   const uint32_t xPerMetre = pixelsPerMetre(size.width, size.widthMm10);
   const uint32_t yPerMetre = pixelsPerMetre(size.height, size.heightMm10);
+  const bool hasPalette = form.kind == PictureForm::Kind::palette;
+  png_color palette[256];
+  for (size_t i = 0; i < form.palette.size(); i++) {
+    palette[i] = {static_cast<png_byte>(form.palette[i] >> 16),
+                  static_cast<png_byte>(form.palette[i] >> 8),
+                  static_cast<png_byte>(form.palette[i])};
+  }
+  const int type = hasPalette                             ? PNG_COLOR_TYPE_PALETTE
+                   : form.kind == PictureForm::Kind::grey ? PNG_COLOR_TYPE_GRAY
+                                                          : PNG_COLOR_TYPE_RGB;
   attempt([&] {
     png_set_write_fn(png, this, Callbacks::write, Callbacks::flush);
     png_set_user_limits(png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
     png_set_compression_level(png, compressionLevel);
-    png_set_IHDR(png, info, size.width, size.height, 8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
+    png_set_IHDR(png, info, size.width, size.height, form.bits, type, PNG_INTERLACE_NONE,
                  PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    if (hasPalette) png_set_PLTE(png, info, palette, static_cast<int>(form.palette.size()));
+    // What is filtered is differences of samples, which say something only of shades.
+    if (form.kind != PictureForm::Kind::rgb) png_set_filter(png, 0, PNG_FILTER_NONE);
     if (xPerMetre && yPerMetre) {
       png_set_pHYs(png, info, xPerMetre, yPerMetre, PNG_RESOLUTION_METER);
     }
     png_write_info(png, info);
-    // The bytes of a pixel are blue, green, red and one that is none.
-    png_set_bgr(png);
-    png_set_filler(png, 0, PNG_FILLER_AFTER);
   });
 }
 
-void PngWriter::writeRow(const uint32_t* pixels) {
-  attempt([&] { png_write_row(png, reinterpret_cast<png_const_bytep>(pixels)); });
+void PngWriter::writeRow(const uint8_t* samples) {
+  attempt([&] { png_write_row(png, samples); });
 }
 
 void PngWriter::finish() {

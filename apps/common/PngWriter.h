@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "apps/common/PackedPage.h"
 #include "base/plat/Exception.h"
 #include "base/plat/NonCopyable.h"
 
@@ -11,7 +12,7 @@ struct png_info_def;
 
 namespace png {
 
-// Of zlib. Fast: pages are big, and the text on them compresses well at any level.
+// Of zlib. Text is small and quick at any level, and photographs gain little by a higher one.
 constexpr int compressionLevel = 3;
 
 class PngError : public plat::Exception {
@@ -19,9 +20,8 @@ class PngError : public plat::Exception {
   explicit PngError(const char* text) : Exception(text, "PngError") {}
 };
 
-// Writes one picture of 8 bits a colour, row by row; memory is a few rows. Throws
-// PngError for a picture that PNG cannot hold, such as an empty one, and
-// plat::SystemException "writing the PNG file".
+// Writes one picture row by row; memory is a few rows. Throws PngError for a picture that PNG
+// cannot hold, such as an empty one, and plat::SystemException "writing the PNG file".
 class PngWriter : private plat::NonCopyable {
  public:
   struct Size {
@@ -31,18 +31,18 @@ class PngWriter : private plat::NonCopyable {
 
   // The file is borrowed and outlives this. Without known physical sizes there is no
   // pHYs chunk.
-  PngWriter(FILE* out, const Size& size);
+  PngWriter(FILE* out, const Size& size, const PictureForm& form);
   ~PngWriter();
 
-  // The next row: 0x00RRGGBB.
-  void writeRow(const uint32_t* pixels);
+  // The next row, in that form.
+  void writeRow(const uint8_t* samples);
   // Once, behind the last row. Flushes the file.
   void finish();
 
  private:
   template <class Action>
   void attempt(Action action);
-  void writeStart(const Size& size);
+  void writeStart(const Size& size, const PictureForm& form);
 
   png_struct_def* png;
   png_info_def* info;

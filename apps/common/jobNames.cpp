@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <cstring>
+#include <string_view>
 #include <utility>
 
 #include "base/os/unix/DirEnum.h"
@@ -14,6 +15,7 @@ namespace {
 
 constexpr char folder[] = "/tmp/";
 constexpr char start[] = "/tmp/qolt-";
+constexpr char inputSuffix[] = ".in", descriptionSuffix[] = ".ini", pageSuffix[] = ".zrle";
 
 }  // namespace
 
@@ -22,15 +24,41 @@ plat::String prefixOf(const char* jobId) {
 }
 
 plat::String inputPath(const char* prefix) {
-  return plat::strFormat("%s.in", prefix);
+  return plat::strFormat("%s%s", prefix, inputSuffix);
 }
 
 plat::String descriptionPath(const char* prefix) {
-  return plat::strFormat("%s.ini", prefix);
+  return plat::strFormat("%s%s", prefix, descriptionSuffix);
 }
 
 plat::String pagePath(const char* prefix, int page) {
-  return plat::strFormat("%s-%d.zrle", prefix, page);
+  return plat::strFormat("%s-%d%s", prefix, page, pageSuffix);
+}
+
+plat::String idOf(const char* descriptionPath) {
+  if (!isJobFile(descriptionPath)) return plat::String("");
+  const char* id = descriptionPath + strlen(start);
+  const size_t length =
+      strlen(id) - (isDescription(descriptionPath) ? strlen(descriptionSuffix) : 0);
+  return plat::strDup(id, static_cast<int>(length));
+}
+
+bool isDescription(const char* path) {
+  return isJobFile(path) && plat::endsWith(path, descriptionSuffix);
+}
+
+plat::String prefixOfDocument(const char* path) {
+  if (!isJobFile(path)) return plat::String();
+  const std::string_view text(path);
+  size_t length = text.size();
+  if (text.ends_with(inputSuffix)) {
+    length -= strlen(inputSuffix);
+  } else if (text.ends_with(pageSuffix)) {
+    length = text.rfind('-');
+  } else {
+    return plat::String();
+  }
+  return plat::strDup(path, static_cast<int>(length));
 }
 
 bool isJobFile(const char* path) {

@@ -16,6 +16,13 @@ plat::String inputPath(const char* prefix);
 plat::String descriptionPath(const char* prefix);
 plat::String pagePath(const char* prefix, int page);  // from 0
 
+// Of a description file: the job id, or whatever stands in its place.
+plat::String idOf(const char* descriptionPath);
+
+bool isDescription(const char* path);
+// That of the job of an input or a page; null when the path is that of neither.
+plat::String prefixOfDocument(const char* path);
+
 // Whether a file of some job may have this name. No part of such a name leads elsewhere.
 bool isJobFile(const char* path);
 

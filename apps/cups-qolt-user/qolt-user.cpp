@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 
 #include "apps/common/backend.h"
@@ -62,9 +63,15 @@ int main(int argc, char** argv) {
     puts("direct qolt-user:/ \"QOLT Printer\" \"QOLT Remote Printer of everybody\"");
     return CUPS_BACKEND_OK;
   }
+  if (argc == 2 && !strcmp(argv[1], "--version")) {
+    puts("qolt-user " QOLT_VERSION);
+    return CUPS_BACKEND_OK;
+  }
   if (argc != 6 && argc != 7) {
-    fputs("Usage: qolt-user job user title num-copies options [filename]\n", stderr);
-    return CUPS_BACKEND_FAILED;
+    const bool isHelp = argc == 2 && (!strcmp(argv[1], "--help") || !strcmp(argv[1], "-h"));
+    fputs("Usage: qolt-user job user title num-copies options [filename]\n",
+          isHelp ? stdout : stderr);
+    return isHelp ? CUPS_BACKEND_OK : CUPS_BACKEND_FAILED;
   }
 
   fputs("STATE: +connecting-to-device\n", stderr);

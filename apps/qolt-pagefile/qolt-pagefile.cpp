@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -11,6 +12,8 @@
 #include "apps/common/writePng.h"
 #include "apps/qolt-pagefile/pageReport.h"
 #include "base/plat/Exception.h"
+#include "base/plat/FilePtr.h"
+#include "base/plat/file.h"
 #include "base/plat/unix/OwnedFd.h"
 #include "base/plat/utf8.h"
 #include "base/rdr/FileInStream.h"
@@ -30,7 +33,7 @@ constexpr char usage[] =
 struct Options {
   const char* png = nullptr;
   std::vector<const char*> files;
-  bool help = false;
+  bool help = false, version = false;
 };
 
 Options parseOptions(int argc, char** argv) {
@@ -44,13 +47,17 @@ Options parseOptions(int argc, char** argv) {
       onlyFiles = true;
     } else if (!strncmp(argument, "--png=", 6) && argument[6]) {
       options.png = argument + 6;
-    } else if (!strcmp(argument, "--help")) {
+    } else if (!strcmp(argument, "--help") || !strcmp(argument, "-h")) {
       options.help = true;
+    } else if (!strcmp(argument, "--version")) {
+      options.version = true;
     } else {
       throw plat::ExceptionFmt("unknown argument \"%s\"; see --help", argument);
     }
   }
-  if (options.files.empty() && !options.help) throw plat::Exception("no FILE; see --help");
+  if (options.files.empty() && !options.help && !options.version) {
+    throw plat::Exception("no FILE; see --help");
+  }
   return options;
 }
 
@@ -64,30 +71,46 @@ std::string pngName(const Options& options, size_t index) {
   return name.insert(dot, "-" + std::to_string(index + 1));
 }
 
-void convert(PageFileReader& page, const Options& options, size_t index) {
-  if (options.png) {
-    const std::string name = pngName(options, index);
-    plat::OwnedFd fd(open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
-    if (fd.get() < 0) throw plat::SystemExceptionFmt("open(%s)", errno, name.c_str());
-    writeNewFile(std::move(fd), AT_FDCWD, name.c_str(),
-                 [&](FILE* out) { png::writePng(page, out); });
-  } else {
-    while (page.nextBand()) {
-    }
+plat::FilePtr openPage(const char* name) {
+  plat::FilePtr file;
+  file.open(name, plat::FileMode::read);
+  return file;
+}
+
+// A pipe's bytes are kept, as the page is read twice.
+plat::FilePtr seekable(plat::FilePtr file) {
+  if (lseek(fileno(file.get()), 0, SEEK_CUR) >= 0) return file;
+  plat::FilePtr copy(tmpfile(), true);
+  if (!copy.get()) throw plat::SystemException("tmpfile", errno);
+  char block[65536];
+  while (const size_t size = fread(block, 1, sizeof block, file.get())) {
+    if (fwrite(block, 1, size, copy.get()) < size) throw plat::SystemException("fwrite", errno);
   }
+  if (ferror(file.get())) throw plat::SystemException("fread", errno);
+  plat::fileSeek(copy.get(), 0);
+  return copy;
 }
 
 void show(const Options& options, size_t index) {
-  rdr::FileInStream in(options.files[index], 0);
+  plat::FilePtr file = openPage(options.files[index]);
+  if (options.png) file = seekable(std::move(file));
+  rdr::FileInStream in(file.get(), false);
   PageFileReader page(in);
   printHeader(page.header());
+  png::PackedPage packed;
   try {
-    convert(page, options, index);
+    packed = png::packPage(page);
   } catch (const plat::Exception&) {
     printCounts(page.counts());
     throw;
   }
   printCounts(page.counts());
+  if (!options.png) return;
+  const std::string name = pngName(options, index);
+  plat::OwnedFd fd(open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+  if (fd.get() < 0) throw plat::SystemExceptionFmt("open(%s)", errno, name.c_str());
+  writeNewFile(std::move(fd), AT_FDCWD, name.c_str(),
+               [&](FILE* out) { png::writePng(page.header(), packed, file.get(), out); });
 }
 
 void report(const char* file, const plat::Exception& problem) {
@@ -116,6 +139,8 @@ bool run(int argc, char** argv) {
   bool allRight = true;
   if (options.help) {
     fputs(usage, stdout);
+  } else if (options.version) {
+    puts("qolt-pagefile " QOLT_VERSION);
   } else {
     allRight = showAll(options);
   }

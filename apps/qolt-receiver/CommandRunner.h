@@ -2,37 +2,61 @@
 
 #include <sys/types.h>
 
-#include <deque>
-#include <map>
+#include <list>
 #include <string>
-#include <vector>
 
+#include "apps/qolt-receiver/CommandLine.h"
+#include "apps/qolt-receiver/Document.h"
 #include "base/plat/NonCopyable.h"
+#include "base/plat/Timer.h"
 
 namespace receiver {
 
-// Runs a command for one file after another, a few side by side, without a shell. How each
-// ended is logged. Belongs to one thread.
-class CommandRunner : private plat::NonCopyable {
- public:
-  // The words of the command are separated by blanks. Without any, run() does nothing.
-  explicit CommandRunner(const char* command);
-  // Leaves what runs to itself; what is still waiting is logged.
-  ~CommandRunner();
+class Journal;
 
-  // Runs the command, which is looked up in PATH, with the file as its last argument, or
-  // has it wait for its turn.
-  void run(const std::string& file);
+// Runs a command for one document after another, in their order. One that fails, which is logged,
+// is run again after a pause that doubles from 1 s up to ten minutes, and earlier when another
+// document comes; those behind it wait. Belongs to one thread with a current io::FdManager.
+class CommandRunner : private plat::Timer::Callback, private plat::NonCopyable {
+ public:
+  struct Options {
+    int parallel = 1;              // documents whose turn it is, at a time
+    bool usesStdin = false;        // the document is standard input, and no argument but %f
+    bool removesDocument = false;  // once its command has succeeded
+  };
+
+  // The journal is borrowed.
+  CommandRunner(const CommandLine& newCommand, Options newOptions, Journal& newJournal);
+  // Gives the commands that run a few seconds. After that they are left to themselves; what has
+  // not been run remains in the journal.
+  ~CommandRunner() override;
+
+  void run(const Document& document);
   // To be called on SIGCHLD.
   void childEnded();
 
  private:
-  void startWaiting();
-  void start(const std::string& file);
+  struct Entry {
+    Document document;
+    pid_t pid = 0;        // while its command runs
+    int pauseS = 0;       // of the last failure
+    plat::Ticks due = 0;  // monotonic
+  };
+  using Place = std::list<Entry>::iterator;
 
-  std::vector<std::string> words;
-  std::deque<std::string> waiting;
-  std::map<pid_t, std::string> running;  // the file of each
+  bool timerExpired(plat::Timer*) override;
+  void startDue();
+  bool start(Entry& entry);
+  void hasFailed(Entry& entry);
+  Place hasSucceeded(Place entry);
+  Place isDone(Place entry);
+  Place lookAfter(Place entry);
+
+  CommandLine command;
+  Options options;
+  Journal& journal;
+  std::list<Entry> entries;  // in the order of their turns
+  plat::Timer timer;
 };
 
 }  // namespace receiver

@@ -48,7 +48,7 @@ DescriptionFile DescriptionFile::parse(std::string_view text) {
     throw plat::Exception("bad description: no \"]\"");
   }
   format.pop_back();
-  behind("DeviceName=", takeLastLine(text));
+  result.queue = behind("DeviceName=", takeLastLine(text));
   if (!behind("[Device]", takeLastLine(text)).empty()) {
     throw plat::Exception("bad description: text behind \"[Device]\"");
   }

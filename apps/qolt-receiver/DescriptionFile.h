@@ -17,7 +17,7 @@ constexpr size_t maxDocuments = 10000;
 // Nothing is escaped, so the title, which the user chose, may hold line feeds and
 // lines like those that follow it.
 struct DescriptionFile {
-  std::string title;
+  std::string title, queue;
   const job::Format* format;           // never null
   std::vector<std::string> documents;  // paths, as they stand
 

@@ -1,7 +1,14 @@
 #include "apps/qolt-receiver/JobTaker.h"
 
-#include <cstdio>
+#include <sys/file.h>
+#include <sys/stat.h>
 
+#include <cerrno>
+#include <cinttypes>
+#include <cstdio>
+#include <utility>
+
+#include "apps/common/jobNames.h"
 #include "apps/common/writePng.h"
 #include "apps/qolt-receiver/DescriptionFile.h"
 #include "apps/qolt-receiver/openJobFile.h"
@@ -9,6 +16,7 @@
 #include "base/plat/Exception.h"
 #include "base/plat/LogSrc.h"
 #include "base/plat/file.h"
+#include "base/plat/time.h"
 
 namespace receiver {
 
@@ -17,88 +25,182 @@ static const plat::LogSrc::Listed listed(log);
 
 namespace {
 
-DescriptionFile readDescription(const char* path) {
-  plat::MBuf<unsigned char> text = openJobFile(path).readAll(maxDescriptionSize);
-  return DescriptionFile::parse(
-      {reinterpret_cast<const char*>(text.data()), static_cast<size_t>(text.size())});
+// Another file of the same name has another one.
+std::string identityOf(int fd) {
+  struct stat status;
+  if (fstat(fd, &status) < 0) throw plat::SystemException("fstat", errno);
+  return std::to_string(status.st_dev) + "." + std::to_string(status.st_ino) + "." +
+         std::to_string(status.st_mtim.tv_sec) + "." + std::to_string(status.st_mtim.tv_nsec);
+}
+
+plat::FilePtr openDescription(const char* path) {
+  try {
+    return openJobFile(path);
+  } catch (const plat::SystemException& problem) {
+    if (problem.err == ENOENT) throw JobRefused(problem.message);
+    throw;
+  } catch (const plat::Exception& problem) {
+    throw JobRefused(problem.message);
+  }
+}
+
+DescriptionFile parse(plat::FilePtr& file) {
+  try {
+    plat::MBuf<unsigned char> text = file.readAll(maxDescriptionSize);
+    return DescriptionFile::parse(
+        {reinterpret_cast<const char*>(text.data()), static_cast<size_t>(text.size())});
+  } catch (const plat::SystemException&) {
+    throw;
+  } catch (const plat::Exception& problem) {
+    throw JobRefused(problem.message);
+  }
+}
+
+// What a failure has left of them is tried again.
+void removeFiles(const DescriptionFile& job, const std::string& descriptionPath) {
+  for (const std::string& document : job.documents) {
+    if (job::isJobFile(document.c_str()) && plat::fileExists(document.c_str())) {
+      plat::fileRemove(document.c_str());
+    }
+  }
+  plat::fileRemove(descriptionPath.c_str());
+}
+
+long long sizeOf(FILE* file) {
+  struct stat status;
+  if (fstat(fileno(file), &status) < 0) throw plat::SystemException("fstat", errno);
+  return status.st_size;
 }
 
 }  // namespace
 
-JobTaker::JobTaker(const char* outputPath, JoinPages newJoinPages)
-    : output(outputPath), joinPages(newJoinPages) {}
+JobTaker::JobTaker(OutputFolder newOutput, Journal& newJournal, JoinPages newJoinPages,
+                   bool newHasCommand)
+    : output(std::move(newOutput)),
+      journal(&newJournal),
+      joinPages(newJoinPages),
+      hasCommand(newHasCommand) {}
 
-void JobTaker::take(const char* descriptionPath, const DocumentStored& documentStored) {
-  const DescriptionFile job = readDescription(descriptionPath);
-  auto tell = [&](const std::string& place) {
-    printf("received %s\n", place.c_str());
-    documentStored(place);
-  };
-  const bool hasPages = job.format->kind == job::DocumentKind::pages;
-  std::string joined;
-  if (joinPages && hasPages && !job.documents.empty()) joined = takeJoined(job);
-  if (!joined.empty()) {
-    tell(joined);
-  } else {
-    for (size_t i = 0; i < job.documents.size(); i++) {
-      if (hasPages) {
-        tell(takePage(job, i));
-      } else {
-        takeDocument(job, i, tell);
-      }
-    }
+std::vector<Document> JobTaker::take(const char* descriptionPath) {
+  const plat::Ticks start = plat::monotonicNow();
+  plat::FilePtr file = openDescription(descriptionPath);
+  // Two receivers of the account may find the same job left.
+  if (flock(fileno(file.get()), LOCK_EX | LOCK_NB) < 0) {
+    throw plat::SystemExceptionFmt("flock(%s)", errno, descriptionPath);
   }
-  plat::fileRemove(descriptionPath);
+  const std::string identity = identityOf(fileno(file.get()));
+  for (TakenJob* job : journal->jobs()) {
+    if (job->description == descriptionPath && job->identity == identity) return finish(*job);
+  }
+
+  const DescriptionFile job = parse(file);
+  const std::string jobId = job::idOf(descriptionPath).get();
+  TakenJob taken = writeParts(job, jobId);
+  taken.description = descriptionPath;
+  taken.identity = identity;
+  const size_t count = taken.parts.size();
+  long long bytes = 0;
+  for (const TakenJob::Part& part : taken.parts) {
+    bytes += plat::fileGetSize(output.pathOf(part.name).c_str());
+  }
+  TakenJob* added;
+  try {
+    added = &journal->add(taken);
+  } catch (...) {
+    for (const TakenJob::Part& part : taken.parts) output.removePart(part.name);
+    throw;
+  }
+  std::vector<Document> documents = finish(*added);
+  log.info("job %s \"%s\" of %s: %zu documents, %lld bytes, %d ms", jobId.c_str(),
+           job.title.c_str(), job.queue.c_str(), count, bytes,
+           static_cast<int>((plat::monotonicNow() - start) / plat::ticksPerMs));
+  return documents;
 }
 
-std::string JobTaker::takePage(const DescriptionFile& job, size_t index) {
-  const char* path = job.documents[index].c_str();
-  const char* extension = job.format->suffix;
-  const std::string stem = documentStem(job.title, extension, index);
-  plat::FilePtr file = openJobFile(path);
+std::vector<Document> JobTaker::finish(TakenJob& job) {
+  for (TakenJob::Part& part : job.parts) {
+    if (!output.has(part.name)) continue;
+    while (!output.publish(part.name, part.document.path)) {
+      journal->move(part.document, output.freePathLike(part.document.path));
+    }
+    printf("received %s\n", part.document.path.c_str());
+  }
+  output.sync();
+  if (plat::fileExists(job.description.c_str())) {
+    plat::FilePtr file = openJobFile(job.description.c_str());
+    if (identityOf(fileno(file.get())) == job.identity) removeFiles(parse(file), job.description);
+  }
+  return journal->finish(job);
+}
+
+TakenJob JobTaker::writeParts(const DescriptionFile& job, const std::string& jobId) {
+  TakenJob taken;
   try {
-    std::string place = output.create(
-        stem, "png", [&](FILE* picture) { png::writePng(file.get(), path, picture); });
-    plat::fileRemove(path);
-    return place;
+    const bool hasPages = job.format->kind == job::DocumentKind::pages;
+    if (job.documents.empty()) {
+      log.error("warning: job %s has no pages", jobId.c_str());
+    } else if (!hasPages || !joinPages || !addJoined(taken, job)) {
+      for (size_t i = 0; i < job.documents.size(); i++) {
+        hasPages ? addPage(taken, job, i) : addDocument(taken, job, i);
+      }
+    }
+  } catch (...) {
+    for (const TakenJob::Part& part : taken.parts) output.removePart(part.name);
+    throw;
+  }
+  for (TakenJob::Part& part : taken.parts) part.document.jobId = jobId;
+  return taken;
+}
+
+template <class Write>
+void JobTaker::addPart(TakenJob& taken, const DescriptionFile& job, size_t index,
+                       const char* extension, bool forCommand, Write write) {
+  Document document;
+  document.path = output.freePath(documentStem(job.title, extension, index), extension);
+  document.title = job.title;
+  document.queue = job.queue;
+  document.forCommand = hasCommand && forCommand;
+  taken.parts.push_back({output.addPart(write), document});
+}
+
+void JobTaker::addPage(TakenJob& taken, const DescriptionFile& job, size_t index) {
+  const char* path = job.documents[index].c_str();
+  plat::FilePtr page = openJobFile(path);
+  try {
+    addPart(taken, job, index, "png", true,
+            [&](FILE* picture) { png::writePng(page.get(), path, picture); });
+    return;
   } catch (const plat::Exception& problem) {
     log.error("%s", problem.message);
   }
-  return output.moveIn(path, fileno(file.get()), stem, extension);
+  addPart(taken, job, index, job.format->suffix, false,
+          [&](FILE* copy) { copyRange(fileno(page.get()), 0, sizeOf(page.get()), copy); });
 }
 
-void JobTaker::takeDocument(const DescriptionFile& job, size_t index, const DocumentStored& tell) {
-  const char* path = job.documents[index].c_str();
-  const char* extension = job.format->suffix;
-  plat::FilePtr file = openJobFile(path);
+void JobTaker::addDocument(TakenJob& taken, const DescriptionFile& job, size_t index) {
+  plat::FilePtr file = openJobFile(job.documents[index].c_str());
   const int fd = fileno(file.get());
-  std::vector<off_t> ends;
+  std::vector<off_t> ends{sizeOf(file.get())};
   if (job.format->kind == job::DocumentKind::pdf) ends = pdfDocumentEnds(fd);
-  if (ends.size() < 2) {
-    tell(output.moveIn(path, fd, documentStem(job.title, extension, index), extension));
-    return;
-  }
+  if (ends.back() == 0) log.error("warning: %s is empty", job.documents[index].c_str());
   off_t begin = 0;
-  for (off_t end : ends) {
-    tell(output.create(documentStem(job.title, extension, index++), extension,
-                       [&](FILE* part) { copyRange(fd, begin, end, part); }));
+  for (const off_t end : ends) {
+    addPart(taken, job, index++, job.format->suffix, end > 0,
+            [&](FILE* part) { copyRange(fd, begin, end, part); });
     begin = end;
   }
-  plat::fileRemove(path);
 }
 
-// Empty when the pages cannot be joined.
-std::string JobTaker::takeJoined(const DescriptionFile& job) {
-  std::string place;
+// False when the pages cannot be joined.
+bool JobTaker::addJoined(TakenJob& taken, const DescriptionFile& job) {
   try {
-    place = output.create(documentStem(job.title, "pdf", 0), "pdf",
-                          [&](FILE* document) { joinPages(job.documents, document); });
+    addPart(taken, job, 0, "pdf", true,
+            [&](FILE* document) { joinPages(job.documents, job.title, document); });
   } catch (const plat::Exception& problem) {
     log.error("pages not joined: %s", problem.message);
-    return place;
+    return false;
   }
-  for (const std::string& page : job.documents) plat::fileRemove(page.c_str());
-  return place;
+  return true;
 }
 
 }  // namespace receiver

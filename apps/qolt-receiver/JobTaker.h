@@ -1,41 +1,59 @@
 #pragma once
 
 #include <cstdio>
-#include <functional>
 #include <string>
 #include <vector>
 
+#include "apps/qolt-receiver/Journal.h"
 #include "apps/qolt-receiver/OutputFolder.h"
+#include "base/plat/Exception.h"
 
 namespace receiver {
 
 struct DescriptionFile;
 
+// There is no such job, or it never can be taken over.
+class JobRefused : public plat::Exception {
+ public:
+  explicit JobRefused(const char* text) : Exception(text, "JobRefused") {}
+};
+
 // Takes the documents of a job over into the output folder: PDF and PostScript as they are,
 // but PDF documents behind each other as one file each; pages as PNG pictures or, when they
 // are to be joined, as one PDF document. A page that is no picture, or a broken one, is
-// taken as the file that it is.
+// taken as the file that it is. A job is taken as a whole, once, or not at all.
 class JobTaker {
  public:
-  using DocumentStored = std::function<void(const std::string& path)>;
-
   // Writes page files as one document; throws plat::Exception when a page is broken or empty.
-  using JoinPages = void (*)(const std::vector<std::string>& pages, FILE* document);
+  using JoinPages = void (*)(const std::vector<std::string>& pages, const std::string& title,
+                             FILE* document);
 
-  // A null newJoinPages: pages are not joined.
-  JobTaker(const char* outputPath, JoinPages newJoinPages);
+  // A null newJoinPages: pages are not joined. Without a command no document is meant for one.
+  // The journal is borrowed.
+  JobTaker(OutputFolder newOutput, Journal& newJournal, JoinPages newJoinPages, bool newHasCommand);
 
-  // Tells every stored document on standard output and to the callback. When one cannot be
-  // taken this throws plat::Exception, and the rest of the job's files stay where they are.
-  void take(const char* descriptionPath, const DocumentStored& documentStored);
+  // Tells every document on standard output, and returns those for which a command is to be run.
+  // The job's files are removed last. When one cannot be taken this throws plat::Exception, and
+  // all of them stay where they are, to be tried again unless it is a JobRefused.
+  std::vector<Document> take(const char* descriptionPath);
+  // The same for a job of the journal, whose description file may be gone.
+  std::vector<Document> finish(TakenJob& job);
+  // To be called once the jobs of the journal are finished.
+  void removeParts() { output.removeParts(); }
 
  private:
-  std::string takePage(const DescriptionFile& job, size_t index);
-  std::string takeJoined(const DescriptionFile& job);
-  void takeDocument(const DescriptionFile& job, size_t index, const DocumentStored& tell);
+  TakenJob writeParts(const DescriptionFile& job, const std::string& jobId);
+  void addPage(TakenJob& taken, const DescriptionFile& job, size_t index);
+  void addDocument(TakenJob& taken, const DescriptionFile& job, size_t index);
+  bool addJoined(TakenJob& taken, const DescriptionFile& job);
+  template <class Write>
+  void addPart(TakenJob& taken, const DescriptionFile& job, size_t index, const char* extension,
+               bool forCommand, Write write);
 
   OutputFolder output;
+  Journal* journal;
   JoinPages joinPages;
+  bool hasCommand;
 };
 
 }  // namespace receiver

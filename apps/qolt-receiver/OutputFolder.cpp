@@ -1,12 +1,14 @@
 #include "apps/qolt-receiver/OutputFolder.h"
 
 #include <fcntl.h>
-#include <sys/sendfile.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <utility>
 
 #include "apps/common/newFile.h"
+#include "base/os/unix/DirEnum.h"
 #include "base/plat/Exception.h"
 #include "base/plat/file.h"
 #include "base/plat/path.h"
@@ -24,15 +26,7 @@ plat::String absolute(const char* path) {
   return plat::absolutePath(plat::join(plat::currentDir().get(), path).get());
 }
 
-// The first of the names that `take` takes.
-template <class Take>
-std::string firstFreeName(const std::string& stem, const char* extension, Take take) {
-  for (int i = 1; i <= maxNames; i++) {
-    std::string name = stem + (i == 1 ? "" : "_" + std::to_string(i)) + "." + extension;
-    if (take(name.c_str())) return name;
-  }
-  throw plat::ExceptionFmt("too many documents named %s", stem.c_str());
-}
+constexpr char partSuffix[] = ".part";
 
 }  // namespace
 
@@ -52,62 +46,87 @@ std::string documentStem(const std::string& title, const char* extension, size_t
   return stem + "-" + std::to_string(index);
 }
 
-OutputFolder::OutputFolder(const char* folderPath)
-    : path(absolute(folderPath)), folder(plat::fileOpenFd(path.get(), O_RDONLY | O_DIRECTORY)) {}
-
-std::string OutputFolder::moveIn(const char* sourcePath, int sourceFd, const std::string& stem,
-                                 const char* extension) {
-  return pathOf(firstFreeName(
-      stem, extension, [&](const char* name) { return tryMove(sourcePath, sourceFd, name); }));
-}
-
-std::string OutputFolder::create(const std::string& stem, const char* extension,
-                                 const std::function<void(FILE*)>& write) {
-  plat::OwnedFd fd(-1);
-  std::string name = firstFreeName(stem, extension, [&](const char* candidate) {
-    fd = plat::OwnedFd(tryCreate(candidate));
-    return fd.get() >= 0;
-  });
-  writeNewFile(std::move(fd), folder.get(), name.c_str(), write);
-  return pathOf(name);
-}
+OutputFolder::OutputFolder(const char* folderPath, const std::string& owner)
+    : path(absolute(folderPath)),
+      folder(plat::fileOpenFd(path.get(), O_RDONLY | O_DIRECTORY)),
+      prefix(".qolt-" + owner + ".") {}
 
 std::string OutputFolder::pathOf(const std::string& name) const {
   return plat::join(path.get(), name.c_str()).get();
 }
 
-// False when the name is taken.
-bool OutputFolder::tryMove(const char* sourcePath, int sourceFd, const char* name) {
-  if (renameat2(AT_FDCWD, sourcePath, folder.get(), name, RENAME_NOREPLACE) == 0) return true;
-  if (errno == EEXIST) return false;
-  // Another file system, or one that cannot rename without replacing.
-  if (errno != EXDEV && errno != EINVAL) {
-    throw plat::SystemExceptionFmt("rename(%s)", errno, sourcePath);
-  }
-  if (!tryCopy(sourceFd, name)) return false;
-  plat::fileRemove(sourcePath);
-  return true;
-}
-
-// -1 when the name is taken.
-int OutputFolder::tryCreate(const char* name) {
-  int fd = openat(folder.get(), name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
-  if (fd < 0 && errno != EEXIST) throw plat::SystemExceptionFmt("open(%s)", errno, name);
-  return fd;
-}
-
-bool OutputFolder::tryCopy(int sourceFd, const char* name) {
-  plat::OwnedFd fd(tryCreate(name));
-  if (fd.get() < 0) return false;
-  writeNewFile(std::move(fd), folder.get(), name, [&](FILE* copy) {
-    off_t offset = 0;
-    ssize_t n;
-    do {
-      n = sendfile(fileno(copy), sourceFd, &offset, 1 << 20);
-    } while (n > 0);
-    if (n < 0) throw plat::SystemExceptionFmt("copy(%s)", errno, name);
+std::string OutputFolder::addPart(const std::function<void(FILE*)>& write) {
+  // Those of a process that was killed may still be wanted.
+  std::string name;
+  do {
+    name = hiddenName(std::to_string(++lastPart) + partSuffix);
+  } while (has(name));
+  plat::OwnedFd fd(openat(folder.get(), name.c_str(),
+                          O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+  if (fd.get() < 0) throw plat::SystemExceptionFmt("open(%s)", errno, pathOf(name).c_str());
+  writeNewFile(std::move(fd), folder.get(), name.c_str(), [&](FILE* file) {
+    write(file);
+    // Libraries flush, too, and may pass over what that says.
+    if (ferror(file)) throw plat::ExceptionFmt("%s: not written whole", pathOf(name).c_str());
+    if (fflush(file) != 0 || fsync(fileno(file)) < 0) {
+      throw plat::SystemExceptionFmt("write(%s)", errno, pathOf(name).c_str());
+    }
   });
-  return true;
+  return name;
+}
+
+bool OutputFolder::has(const std::string& name) const {
+  struct stat status;
+  if (fstatat(folder.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) return true;
+  if (errno == ENOENT) return false;
+  throw plat::SystemExceptionFmt("stat(%s)", errno, pathOf(name).c_str());
+}
+
+void OutputFolder::removePart(const std::string& name) {
+  unlinkat(folder.get(), name.c_str(), 0);
+}
+
+void OutputFolder::removeParts() {
+  os::DirEnum entries(path.get());
+  while (const char* entry = entries.next()) {
+    const std::string name = entry;
+    if (name.starts_with(prefix) && name.ends_with(partSuffix)) removePart(name);
+  }
+}
+
+std::string OutputFolder::freePath(const std::string& stem, const char* extension) const {
+  for (int i = 1; i <= maxNames; i++) {
+    const std::string name = stem + (i == 1 ? "" : "_" + std::to_string(i)) + "." + extension;
+    if (!has(name)) return pathOf(name);
+  }
+  throw plat::ExceptionFmt("too many documents named %s", stem.c_str());
+}
+
+std::string OutputFolder::freePathLike(const std::string& takenPath) const {
+  const std::string name = plat::baseName(takenPath.c_str()).get();
+  const size_t dot = name.rfind('.');
+  return freePath(name.substr(0, dot), name.substr(dot + 1).c_str());
+}
+
+bool OutputFolder::publish(const std::string& part, const std::string& newPath) {
+  const std::string oldPath = pathOf(part);
+  if (renameat2(AT_FDCWD, oldPath.c_str(), AT_FDCWD, newPath.c_str(), RENAME_NOREPLACE) == 0) {
+    return true;
+  }
+  // Not every file system can rename without replacing.
+  if (errno == EINVAL && link(oldPath.c_str(), newPath.c_str()) == 0) {
+    plat::fileRemove(oldPath.c_str());
+    return true;
+  }
+  if (errno == EEXIST) return false;
+  throw plat::SystemExceptionFmt("rename(%s)", errno, newPath.c_str());
+}
+
+void OutputFolder::sync() {
+  // Some file systems have nothing to do for a folder.
+  if (fsync(folder.get()) < 0 && errno != EINVAL) {
+    throw plat::SystemExceptionFmt("fsync(%s)", errno, path.get());
+  }
 }
 
 }  // namespace receiver

@@ -14,30 +14,41 @@ namespace receiver {
 // most, without the extension if it ends in it), "-" and the document's index.
 std::string documentStem(const std::string& title, const char* extension, size_t index);
 
-// Where the documents go: as "<stem>.<extension>" or, where that exists, as
-// "<stem>_2.<extension>" and so on. Nothing is overwritten. Failures throw
-// plat::Exception and leave the folder as it was.
+// Where the documents go. One is written as a part first, a hidden file, and gets its name when
+// it is whole and on the disk. Nothing is overwritten. Failures throw plat::Exception.
 class OutputFolder {
  public:
-  // Throws plat::SystemException.
-  explicit OutputFolder(const char* folderPath);
+  // `owner` tells the hidden files apart of those who share a folder. Throws
+  // plat::SystemException.
+  OutputFolder(const char* folderPath, const std::string& owner);
 
-  // Moves the file that is open as sourceFd from sourcePath into the folder and returns
-  // its new path. When it throws, the source is where it was.
-  std::string moveIn(const char* sourcePath, int sourceFd, const std::string& stem,
-                     const char* extension);
-  // Makes a file, has it written and returns its path.
-  std::string create(const std::string& stem, const char* extension,
-                     const std::function<void(FILE*)>& write);
+  // The name of a hidden file of this owner.
+  std::string hiddenName(const std::string& suffix) const { return prefix + suffix; }
+  std::string pathOf(const std::string& name) const;
+
+  // Makes a part, has it written and returns its name. When it throws there is none.
+  std::string addPart(const std::function<void(FILE*)>& write);
+  // Whether something has that name.
+  bool has(const std::string& name) const;
+  void removePart(const std::string& name);
+  // Those that nobody knows any more.
+  void removeParts();
+
+  // The path for a document: "<stem>.<extension>" or, where that exists,
+  // "<stem>_2.<extension>" and so on.
+  std::string freePath(const std::string& stem, const char* extension) const;
+  // Likewise for one that was to have that path, which is no longer free.
+  std::string freePathLike(const std::string& takenPath) const;
+  // Gives a part its path. False when something else has it by now.
+  bool publish(const std::string& part, const std::string& newPath);
+  // Has the names on the disk as well.
+  void sync();
 
  private:
-  std::string pathOf(const std::string& name) const;
-  int tryCreate(const char* name);
-  bool tryMove(const char* sourcePath, int sourceFd, const char* name);
-  bool tryCopy(int sourceFd, const char* name);
-
   plat::String path;  // absolute
   plat::OwnedFd folder;
+  std::string prefix;
+  unsigned lastPart = 0;
 };
 
 }  // namespace receiver

@@ -21,6 +21,7 @@ namespace {
 // For the files of a job, logs and commands.
 constexpr int reservedDescriptors = 32;
 constexpr int pauseMs = 1000;
+constexpr int watchMs = 2000;
 // Others get their turn in between.
 constexpr int maxAcceptsAtOnce = 16;
 
@@ -36,21 +37,25 @@ int highestConnectionFd() {
 
 }  // namespace
 
-Server::Server(const char* endpointName, int newTimeoutS, JobAnnounced newCallback)
+Server::Server(std::unique_ptr<Endpoint> newEndpoint, const char* newName, int newTimeoutS,
+               JobAnnounced newCallback)
     : FdHandler(-1),
-      endpoint(endpointName),
+      endpoint(std::move(newEndpoint)),
+      name(newName),
       fdMgr(io::FdManager::current()),
       timeoutS(newTimeoutS),
       callback(std::move(newCallback)),
       maxFd(highestConnectionFd()),
-      pauseTimer(this) {
-  fd = endpoint.getFd();
+      pauseTimer(this),
+      watchTimer(this) {
+  fd = endpoint->getFd();
   fdMgr->addHandler(this);
   setAccepting(true);
+  watchTimer.start(watchMs);
 }
 
 Server::~Server() {
-  fdMgr->removeHandler(this);
+  if (endpoint) fdMgr->removeHandler(this);
 }
 
 void Server::fdReadable() {
@@ -81,12 +86,35 @@ void Server::connectionEnded(Connection* connection) {
   if (pauseTimer.isRunning()) pauseTimer.start(0);
 }
 
-bool Server::timerExpired(plat::Timer*) {
+bool Server::timerExpired(plat::Timer* timer) {
+  if (timer == &watchTimer) {
+    listenAgain();
+    return true;
+  }
   setAccepting(true);
   return false;
 }
 
+void Server::listenAgain() {
+  if (endpoint && endpoint->isThere()) return;
+  if (endpoint) {
+    log.error("%s has vanished: it is made again", endpoint->path());
+    fdMgr->removeHandler(this);
+    endpoint.reset();
+  }
+  try {
+    endpoint = std::make_unique<Endpoint>(name.get());
+  } catch (const plat::Exception& problem) {
+    log.info("%s", problem.message);
+    return;
+  }
+  fd = endpoint->getFd();
+  fdMgr->addHandler(this);
+  setAccepting(true);
+}
+
 void Server::setAccepting(bool accept) {
+  if (!endpoint) return;
   if (!accept) pauseTimer.start(pauseMs);
   fdMgr->setInterest(this, accept ? io::interestRead : 0);
 }

@@ -15,8 +15,9 @@ class FdManager;
 
 namespace receiver {
 
-// Listens at the endpoint of the account and serves its connections side by side. Near the
-// limit on descriptors, connections wait in the listener's queue until others have ended.
+// Listens at an endpoint of the account and serves its connections side by side. Near the
+// limit on descriptors, connections wait in the listener's queue until others have ended. When
+// the endpoint's socket vanishes, since somebody has cleaned up, it is made again.
 // Belongs to a thread with a current io::FdManager, which outlives this.
 class Server : private io::FdHandler,
                private Connection::Owner,
@@ -25,12 +26,11 @@ class Server : private io::FdHandler,
  public:
   using JobAnnounced = std::function<void(plat::String descriptionPath)>;
 
-  // A job must announce itself within timeoutS seconds. Throws as Endpoint does.
-  Server(const char* endpointName, int newTimeoutS, JobAnnounced newCallback);
+  // A job must announce itself within timeoutS seconds. The name is that of the endpoint.
+  Server(std::unique_ptr<Endpoint> newEndpoint, const char* newName, int newTimeoutS,
+         JobAnnounced newCallback);
   // Ends every connection.
   ~Server() override;
-
-  const char* path() const { return endpoint.path(); }
 
  private:
   void fdReadable() override;
@@ -40,13 +40,17 @@ class Server : private io::FdHandler,
 
   void setAccepting(bool accept);
 
-  Endpoint endpoint;
+  void listenAgain();
+
+  std::unique_ptr<Endpoint> endpoint;  // null while it cannot be made again
+  plat::String name;
   io::FdManager* fdMgr;
   int timeoutS;
   JobAnnounced callback;
   int maxFd;  // of a connection; with a higher one the limit is near
   std::map<Connection*, std::unique_ptr<Connection>> connections;
   plat::Timer pauseTimer;  // runs while nothing is accepted
+  plat::Timer watchTimer;
 };
 
 }  // namespace receiver

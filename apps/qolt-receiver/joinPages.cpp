@@ -8,10 +8,12 @@
 #include <qpdf/QPDFPageObjectHelper.hh>
 #include <qpdf/QPDFWriter.hh>
 
+#include "apps/common/PackedPage.h"
 #include "apps/common/PngWriter.h"
 #include "apps/qolt-receiver/openJobFile.h"
 #include "base/plat/Exception.h"
 #include "base/plat/path.h"
+#include "base/plat/utf8.h"
 #include "base/rdr/FileInStream.h"
 #include "libs/pagefile/PageFileReader.h"
 
@@ -32,9 +34,9 @@ struct OpenPage {
 // The samples of a page, read when they are written.
 class PagePicture : public QPDFObjectHandle::StreamDataProvider {
  public:
-  PagePicture(const std::string& pagePath, const pagefile::PageHeader& pageHeader, size_t number,
-              size_t pageCount)
-      : path(pagePath), header(pageHeader), pageNumber(number), count(pageCount) {}
+  PagePicture(const std::string& pagePath, const pagefile::PageHeader& pageHeader,
+              const png::PictureForm& pageForm, size_t number, size_t pageCount)
+      : path(pagePath), header(pageHeader), form(pageForm), pageNumber(number), count(pageCount) {}
 
   void provideStreamData(const QPDFObjGen&, Pipeline* pipeline) override {
     try {
@@ -42,14 +44,11 @@ class PagePicture : public QPDFObjectHandle::StreamDataProvider {
       if (open.page.header().width != header.width || open.page.header().height != header.height) {
         throw plat::Exception("the page has changed");
       }
-      std::vector<unsigned char> row;
-      while (const pagefile::Band* band = open.page.nextBand()) {
-        // Not before: the reader refuses what is too wide.
-        row.resize(size_t{header.width} * 3);
-        for (uint32_t y = 0; y < band->rows; y++) {
-          fillRow(band->pixels + size_t{y} * header.width, row);
-          pipeline->write(row.data(), row.size());
-        }
+      if (form.kind == png::PictureForm::Kind::rgb) {
+        writeRgb(open.page, pipeline);
+      } else {
+        const png::PackedPage packed = png::packPage(open.page);
+        pipeline->write(packed.rows.data(), packed.rows.size());
       }
     } catch (const plat::Exception& problem) {
       throw plat::ExceptionFmt("%s: %s", plat::baseName(path.c_str()).get(), problem.message);
@@ -59,19 +58,35 @@ class PagePicture : public QPDFObjectHandle::StreamDataProvider {
   }
 
  private:
-  void fillRow(const uint32_t* pixels, std::vector<unsigned char>& row) const {
-    unsigned char* sample = row.data();
-    for (uint32_t x = 0; x < header.width; x++) {
-      *sample++ = static_cast<unsigned char>(pixels[x] >> 16);
-      *sample++ = static_cast<unsigned char>(pixels[x] >> 8);
-      *sample++ = static_cast<unsigned char>(pixels[x]);
+  void writeRgb(pagefile::PageFileReader& page, Pipeline* pipeline) {
+    std::vector<uint8_t> row(form.rowBytes(header.width));
+    while (const pagefile::Band* band = page.nextBand()) {
+      for (uint32_t y = 0; y < band->rows; y++) {
+        png::fillRgbRow(band->pixels + size_t{y} * header.width, header.width, row.data());
+        pipeline->write(row.data(), row.size());
+      }
     }
   }
 
   std::string path;
   pagefile::PageHeader header;
+  png::PictureForm form;
   size_t pageNumber, count;
 };
+
+// ISO 32000-1 section 8.6.
+QPDFObjectHandle colourSpace(const png::PictureForm& form) {
+  if (form.kind == png::PictureForm::Kind::rgb) return QPDFObjectHandle::newName("/DeviceRGB");
+  if (form.kind == png::PictureForm::Kind::grey) return QPDFObjectHandle::newName("/DeviceGray");
+  std::string table;
+  for (uint32_t colour : form.palette) {
+    for (int shift : {16, 8, 0}) table += static_cast<char>(colour >> shift);
+  }
+  return QPDFObjectHandle::newArray(
+      {QPDFObjectHandle::newName("/Indexed"), QPDFObjectHandle::newName("/DeviceRGB"),
+       QPDFObjectHandle::newInteger(static_cast<int>(form.palette.size()) - 1),
+       QPDFObjectHandle::newString(table)});
+}
 
 // Without a known size a pixel is a point.
 double points(uint32_t pixels, uint32_t mm10) {
@@ -80,17 +95,25 @@ double points(uint32_t pixels, uint32_t mm10) {
 
 // The page of a picture that fills it.
 QPDFObjectHandle makePage(QPDF& pdf, const std::string& path, size_t number, size_t count) {
-  const pagefile::PageHeader header = OpenPage(path).page.header();
-  if (header.width == 0 || header.height == 0) {
-    throw plat::ExceptionFmt("%s: an empty page has no picture",
-                             plat::baseName(path.c_str()).get());
+  OpenPage open(path);
+  const pagefile::PageHeader header = open.page.header();
+  png::PictureForm form;
+  try {
+    if (header.width == 0 || header.height == 0) {
+      throw plat::Exception("an empty page has no picture");
+    }
+    form = png::packPage(open.page).form;
+  } catch (const plat::Exception& problem) {
+    throw plat::ExceptionFmt("%s: %s", plat::baseName(path.c_str()).get(), problem.message);
   }
   QPDFObjectHandle picture = pdf.newStream();
-  picture.replaceDict(QPDFObjectHandle::parse(
-      "<</Type /XObject /Subtype /Image /ColorSpace /DeviceRGB /BitsPerComponent 8>>"));
-  picture.getDict().replaceKey("/Width", QPDFObjectHandle::newInteger(header.width));
-  picture.getDict().replaceKey("/Height", QPDFObjectHandle::newInteger(header.height));
-  picture.replaceStreamData(std::make_shared<PagePicture>(path, header, number, count),
+  QPDFObjectHandle dictionary = QPDFObjectHandle::parse("<</Type /XObject /Subtype /Image>>");
+  dictionary.replaceKey("/Width", QPDFObjectHandle::newInteger(header.width));
+  dictionary.replaceKey("/Height", QPDFObjectHandle::newInteger(header.height));
+  dictionary.replaceKey("/ColorSpace", colourSpace(form));
+  dictionary.replaceKey("/BitsPerComponent", QPDFObjectHandle::newInteger(form.bits));
+  picture.replaceDict(dictionary);
+  picture.replaceStreamData(std::make_shared<PagePicture>(path, header, form, number, count),
                             QPDFObjectHandle::newNull(), QPDFObjectHandle::newNull());
 
   const double width = points(header.width, header.widthMm10);
@@ -108,10 +131,14 @@ QPDFObjectHandle makePage(QPDF& pdf, const std::string& path, size_t number, siz
 
 }  // namespace
 
-void joinPages(const std::vector<std::string>& pages, FILE* document) {
+void joinPages(const std::vector<std::string>& pages, const std::string& title, FILE* document) {
   try {
     QPDF pdf;
     pdf.emptyPDF();
+    QPDFObjectHandle information = pdf.makeIndirectObject(QPDFObjectHandle::newDictionary());
+    information.replaceKey(
+        "/Title", QPDFObjectHandle::newUnicodeString(plat::fixUtf8(title.c_str()).orEmpty()));
+    pdf.getTrailer().replaceKey("/Info", information);
     QPDFPageDocumentHelper tree(pdf);
     for (size_t i = 0; i < pages.size(); i++) {
       tree.addPage(QPDFPageObjectHelper(makePage(pdf, pages[i], i + 1, pages.size())), false);

@@ -31,14 +31,45 @@ constexpr loc::Text texts[] = {
      "Réunir les pages d’un travail en un seul document PDF.",
      "Reunir as páginas de um trabalho em um único documento PDF."},
     {"receiver_param_command",
-     "Command to run with each received document as its last argument, without a shell.",
-     "Befehl, der für jedes empfangene Dokument ohne Shell ausgeführt wird, mit dem Dokument als "
-     "letztem Argument.",
-     "Comando que se ejecuta, sin intérprete de comandos, con cada documento recibido como "
-     "último argumento.",
-     "Commande à exécuter sans interpréteur, avec chaque document reçu comme dernier argument.",
-     "Comando a executar, sem interpretador de comandos, com cada documento recebido como último "
-     "argumento."},
+     "Command to run for each received document, without a shell: %f its file, %j job, %t title, "
+     "%q queue.",
+     "Befehl, der für jedes empfangene Dokument ohne Shell ausgeführt wird: %f Datei, %j Auftrag, "
+     "%t Titel, %q Warteschlange.",
+     "Comando que se ejecuta sin intérprete de comandos con cada documento recibido: %f archivo, "
+     "%j trabajo, %t título, %q cola.",
+     "Commande à exécuter sans interpréteur pour chaque document reçu\u00a0: %f fichier, %j "
+     "travail, %t titre, %q file d’attente.",
+     "Comando a executar, sem interpretador de comandos, para cada documento recebido: %f arquivo, "
+     "%j trabalho, %t título, %q fila."},
+    {"receiver_param_parallel", "Number of commands that may run at once; with 1 in order.",
+     "Zahl der Befehle, die gleichzeitig laufen dürfen; mit 1 der Reihe nach.",
+     "Número de comandos que pueden ejecutarse a la vez; con 1, en orden.",
+     "Nombre de commandes pouvant s’exécuter en même temps\u00a0; avec 1, dans l’ordre.",
+     "Número de comandos que podem ser executados ao mesmo tempo; com 1, em ordem."},
+    {"receiver_param_stdin", "Give the document to the command on its standard input.",
+     "Das Dokument dem Befehl auf dessen Standardeingabe geben.",
+     "Entregar el documento al comando por la entrada estándar.",
+     "Donner le document à la commande sur son entrée standard.",
+     "Entregar o documento ao comando pela entrada padrão."},
+    {"receiver_param_delete", "Remove a document once its command has succeeded.",
+     "Ein Dokument entfernen, sobald sein Befehl gelungen ist.",
+     "Eliminar un documento cuando su comando ha terminado con éxito.",
+     "Supprimer un document une fois que sa commande a réussi.",
+     "Remover um documento quando seu comando tiver êxito."},
+    {"receiver_param_take_over", "Receive at the start what has been left in /tmp.",
+     "Beim Start empfangen, was in /tmp liegen geblieben ist.",
+     "Recibir al inicio lo que ha quedado en /tmp.",
+     "Recevoir au démarrage ce qui est resté dans /tmp.", "Receber no início o que ficou em /tmp."},
+    {"receiver_param_orphan_hours",
+     "Hours after which pages in /tmp that belong to no job are removed at the start; 0: never.",
+     "Stunden, nach denen Seiten in /tmp, die zu keinem Auftrag gehören, beim Start entfernt "
+     "werden; 0: nie.",
+     "Horas tras las cuales se eliminan al inicio las páginas de /tmp que no son de ningún "
+     "trabajo; 0: nunca.",
+     "Nombre d’heures après lequel les pages de /tmp qui n’appartiennent à aucun travail sont "
+     "supprimées au démarrage\u00a0; 0\u00a0: jamais.",
+     "Horas após as quais as páginas em /tmp que não pertencem a nenhum trabalho são removidas no "
+     "início; 0: nunca."},
     {"receiver_param_release_held",
      "Have the print scheduler of this machine print what waits for this endpoint.",
      "Die Druckverwaltung dieses Rechners drucken lassen, was auf diesen Endpunkt wartet.",

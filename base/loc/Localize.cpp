@@ -1,5 +1,6 @@
 #include "base/loc/Localize.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
@@ -136,6 +137,16 @@ void Localize::updateLocales() {
     localesText = text;
   }
   load(processMap, locales);
+}
+
+bool Localize::hasLocale() {
+  std::lock_guard<plat::RecursiveMutex> lock(mutex);
+  std::vector<plat::String> wanted;
+  addLocales(wanted, wantedLocales.orEmpty(), nullptr);
+  return wanted.empty() || std::any_of(wanted.begin(), wanted.end(), [&](const auto& locale) {
+           return compiledIn().holds(locale.get()) ||
+                  compiledIn().holds(LocaleName(locale.get()).language.orEmpty());
+         });
 }
 
 std::unique_ptr<TransMap> Localize::createThreadMap(const char* locales) {

@@ -40,6 +40,8 @@ class Localize : public plat::ParameterChangedCallback, private plat::NonCopyabl
   void addDirectory(const char* directory);
   // From the parameter and the environment; reads what is new.
   void updateLocales();
+  // Whether the parameter names no locale, or one of which texts are compiled in.
+  bool hasLocale();
   // Puts the first locale in front of the variable LANGUAGE from the next update on, so
   // that child libraries choose the same. Off at first.
   void setExportLanguage(bool on);

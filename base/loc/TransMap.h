@@ -33,12 +33,13 @@ class TransMap : private plat::NonCopyable {
   // Returns those whose sources are still to be read.
   std::vector<plat::String> setLocales(const std::vector<plat::String>& newLocales);
   const std::vector<plat::String>& getLoaded() const { return loaded; }
+  // Whether there is a text of exactly this locale.
+  bool holds(const char* locale) const;
   size_t directoriesRead = 0;  // of Localize, for the locales of getLoaded()
 
  private:
   using Catalogue = std::map<plat::String, Translation, plat::LessString>;
 
-  bool holds(const char* locale) const;
   Translation* findIn(const char* locale, const char* key);
 
   static thread_local TransMap* thrInst;

@@ -31,6 +31,7 @@ LogSrc* newestSource;
 char* overrideSpec;
 std::atomic<bool> configured;
 const StringParameter* liveLogParameter;
+bool specIsRight = true;
 
 StringParameter logParameter("Log", "Record events in the format <log>:<target>:<level>[,...].",
                              "plat_param_log", "");
@@ -75,9 +76,14 @@ std::vector<SpecElement> parseSpec() {
   if (!overrideSpec && liveLogParameter) spec = liveLogParameter->getValue();
   std::vector<SpecElement> elements;
   Splitter splitter(spec.data());
+  specIsRight = true;
   while (const char* text = splitter.next(',')) {
     SpecElement element;
-    if (parseElement(text, &element)) elements.push_back(std::move(element));
+    if (parseElement(text, &element)) {
+      elements.push_back(std::move(element));
+    } else if (*text) {
+      specIsRight = false;
+    }
   }
   return elements;
 }
@@ -221,6 +227,19 @@ void LogSrc::applyLogSpec() {
   updateAllLevels();
   replayStored(elements);
   updateAllLevels();
+}
+
+bool LogSrc::isSpecRight() {
+  std::lock_guard<RecursiveMutex> lock(logLock());
+  return specIsRight;
+}
+
+bool LogSrc::isUsed(LogDest* dest) {
+  std::lock_guard<RecursiveMutex> lock(logLock());
+  for (const LogSrc* source = newestSource; source; source = source->next) {
+    if (source->dests->count(dest)) return true;
+  }
+  return false;
 }
 
 void LogSrc::updateAllLevels() {

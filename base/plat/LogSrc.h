@@ -63,6 +63,10 @@ class LogSrc final : public NonCopyable {
   // Attaches the destinations afresh and replays stored messages to those that
   // take every source. What is wrong in an element is told on standard error.
   static void applyLogSpec();
+  // Whether every element of the specification has been understood.
+  static bool isSpecRight();
+  // Whether some source writes to the destination.
+  static bool isUsed(LogDest* dest);
   // For a destination whose level has changed.
   static void updateAllLevels();
   // For a destination that ends.

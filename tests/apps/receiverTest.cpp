@@ -16,6 +16,7 @@ TEST(DescriptionFile, readsWhatTheBackendWrites) {
       "[Document]\nName=A title\n[Device]\nDeviceName=queue\n[PDF]\nCount=2\n"
       "File0=/tmp/qolt-1.in\nFile1=/tmp/qolt-2.in\n");
   EXPECT_EQ(job.title, "A title");
+  EXPECT_EQ(job.queue, "queue");
   EXPECT_STREQ(job.format->name, "PDF");
   EXPECT_EQ(job.documents, (std::vector<std::string>{"/tmp/qolt-1.in", "/tmp/qolt-2.in"}));
 }

@@ -153,12 +153,13 @@ def output(folder, account):
 @pytest.fixture
 def serve(job, output):
     """Starts a receiver at the job's endpoint; when it returns, jobs can come. The scheduler of the
-    machine is left alone."""
+    machine is left alone, and so are jobs of others that lie in /tmp."""
     receivers = []
 
     def start(*parameters, output=output, **how):
         receivers.append(Process([RECEIVER, f"--name={job.id}", f"--output={output}",
-                                  "--timeout=60", "--releaseheld=no", *parameters], account=job.account, **how))
+                                  "--timeout=60", "--releaseheld=no", "--takeover=no",
+                                  *parameters], account=job.account, **how))
         receivers[-1].wait_for(f"listening on {job.socket_path}\n")
         return receivers[-1]
     yield start
@@ -223,7 +224,7 @@ def receive(cups, job, folder):
         output.mkdir(exist_ok=True)
         os.chown(output, account.pw_uid, account.pw_gid)
         receivers.append(Process([RECEIVER, f"--name={job.id}", f"--output={output}",
-                                  "--log=*:stderr:30", *parameters],
+                                  "--log=*:stderr:30", "--takeover=no", *parameters],
                                  account=account, env=cups.environment()))
         receivers[-1].wait_for("listening on ")
         return receivers[-1]

@@ -166,8 +166,7 @@ FILTERS = [lambda left, up, corner: 0, lambda left, up, corner: left,
            lambda left, up, corner: up, lambda left, up, corner: (left + up) // 2, paeth]
 
 
-def png_pixels(path):
-    """Width, height and the pixels of a picture with three bytes a pixel."""
+def png_chunks(path):
     source = Bytes(Path(path).read_bytes())
     assert source.take(8) == b"\x89PNG\r\n\x1a\n"
     chunks, name = {}, b""
@@ -177,17 +176,40 @@ def png_pixels(path):
         assert source.unpack("I")[0] == zlib.crc32(name + data), "checksum"
         chunks[name] = chunks.get(name, b"") + data
     assert source.at_end()
-    width, height, *kind = struct.unpack(">2I5B", chunks[b"IHDR"])
-    assert kind == [8, 2, 0, 0, 0]
+    return chunks
+
+
+def unpacked(row, bits, width):
+    """The samples of a row, the first one in the highest bits."""
+    per_byte, mask = 8 // bits, (1 << bits) - 1
+    return [row[x // per_byte] >> (8 - bits * (x % per_byte + 1)) & mask for x in range(width)]
+
+
+def png_form(path):
+    """Bits of a sample, and "grey", "rgb" or "palette"."""
+    bits, kind = png_chunks(path)[b"IHDR"][8:10]
+    return bits, {0: "grey", 2: "rgb", 3: "palette"}[kind]
+
+
+def png_pixels(path):
+    """Width, height and the pixels of a picture: three bytes each."""
+    chunks, (bits, form) = png_chunks(path), png_form(path)
+    width, height = struct.unpack(">2I", chunks[b"IHDR"][:8])
+    assert chunks[b"IHDR"][10:] == bytes(3)
     source = Bytes(zlib.decompress(chunks[b"IDAT"]))
-    stride = width * PIXEL
+    pixel, stride = (PIXEL, width * PIXEL) if form == "rgb" else (1, (width * bits + 7) // 8)
+    colours = [bytes([grey * 255 // ((1 << bits) - 1)] * 3) for grey in range(1 << bits)]
+    if form == "palette":
+        palette = chunks[b"PLTE"]
+        colours = [palette[i:i + 3] for i in range(0, len(palette), 3)]
     up, rows = bytes(stride), []
     for _ in range(height):
         filter, row = FILTERS[source.byte()], bytearray(source.take(stride))
         for i in range(stride):
-            left, corner = (row[i - PIXEL], up[i - PIXEL]) if i >= PIXEL else (0, 0)
+            left, corner = (row[i - pixel], up[i - pixel]) if i >= pixel else (0, 0)
             row[i] = row[i] + filter(left, up[i], corner) & 255
-        rows.append(row)
+        rows.append(row if form == "rgb" else
+                    b"".join(colours[sample] for sample in unpacked(row, bits, width)))
         up = row
     assert source.at_end()
     return width, height, b"".join(rows)

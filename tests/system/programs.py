@@ -108,6 +108,9 @@ class Process:
     def _text(file):
         return os.pread(file.fileno(), 1 << 24, 0).decode(errors="surrogateescape")
 
+    def output(self):
+        return self._text(self.out)
+
     def errors(self):
         return self._text(self.err)
 

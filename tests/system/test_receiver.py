@@ -7,7 +7,7 @@ from contextlib import ExitStack, nullcontext
 from datetime import date, datetime, time, timedelta
 from fcntl import LOCK_EX, flock
 from pathlib import Path
-from resource import RLIMIT_NOFILE
+from resource import RLIMIT_FSIZE, RLIMIT_NOFILE
 from signal import SIGINT, SIGKILL, SIGPIPE, SIGTERM
 from tempfile import TemporaryDirectory
 
@@ -65,7 +65,8 @@ def assert_vanish(job):
 
 
 def contents(folder):
-    return {path.name: path.read_bytes() for path in folder.iterdir()}
+    """Of the documents, without what is hidden."""
+    return {path.name: path.read_bytes() for path in folder.iterdir() if path.name[0] != "."}
 
 
 def descriptors(process):
@@ -252,32 +253,96 @@ def test_joined_pages_go_to_a_command_without_a_shell(job, serve, folder, output
     if not os.access("/usr/bin/pdfimages", os.X_OK):
         pytest.skip("needs pdfimages to look at the pages")
     info = run(["pdfinfo", document]).out
-    assert "Pages:           3\n" in info and "Page size:       2.27 x 0.57 pts" in info
-    assert run(["pdfimages", document, folder / "picture"]).status == 0
+    assert "Title:           t\n" in info and "Pages:           3\n" in info and "Page size:       2.27 x 0.57 pts" in info
+    assert run(["pdfimages", "-png", document, folder / "picture"]).status == 0
     for i in range(3):
-        assert (folder / f"picture-00{i}.ppm").read_bytes() == b"P6\n9 2\n255\n" + PIXELS
+        assert png_pixels(folder / f"picture-00{i}.png") == (9, 2, PIXELS)
 
 
-@pytest.mark.parametrize("script, problem", [
-    ("exit 3", "program {}: status 3\n"), ("kill -9 $$", "program {}: signal 9\n"),
-    (None, "program: No such file or directory (2)\n")])
-def test_failure_of_a_command_is_told(job, serve, output, command, script, problem):
-    server = serve("--Command=program", env=command(script) if script else {})
-    assert_served(job, server)
-    server.wait_for(problem.format(output / "A title-0.pdf"))
+def test_words_of_a_command_and_what_stands_for_the_document(job, serve, output, command):
+    calls = output / "calls"
+    path = command(f"printf '<%s>' \"$@\" >{calls}.new\nmv {calls}.new {calls}\n")
+    server = serve("""--Command=program '%j "' "%t"  -%q %% \\'a\\  ''""", env=path)
+    job_title = "it's $HOME; 100%f"
+    put(job, ".in", b"x")
+    put(job, ".ini", job.description("PS", ".in", title=job_title, queue="a queue").encode())
+    send(job, job.message)
+    document = output / f"{job_title}-0.ps"
+    server.wait_for(f"received {document}\n")
+    assert eventually(calls.exists)
+    assert calls.read_text() == \
+        f"<{job.id} \"><{job_title}><-a queue><%><'a ><><{document}>"
 
 
-def test_no_more_than_eight_commands_run_at_once(job, serve, output, command):
-    hold = output / "hold"
+@pytest.mark.parametrize("file", ["", " %f"])
+def test_document_on_standard_input_is_removed_once_its_command_succeeds(
+        job, serve, output, command, file):
+    calls, hold = output / "calls", output / "hold"
     hold.touch()
-    path = command(f"while [ -e {hold} ]; do sleep 0.1; done\n")
-    server = serve("--Command=program", env=path)
+    path = command(f"[ ! -e {hold} ] || exit 3\n(cat; echo \"$*\") >{calls}.new\n"
+                   f"mv {calls}.new {calls}\n")
+    server = serve(f"--Command=program -x{file}", "-Stdin", "-Delete", env=path)
+    document = output / "A title-0.pdf"
+    assert job.run("PDF", input=b"one\n").status == 0
+    server.wait_for(f"program {document}: status 3\n")
+    assert document.exists()
+    hold.unlink()
+    assert eventually(lambda: not document.exists())
+    assert calls.read_text() == f"one\n-x{file.replace('%f', str(document))}\n"
+
+
+def test_commands_are_repeated_and_keep_the_order_of_documents(job, serve, output, command):
+    calls, hold = output / "calls", output / "hold"
+    hold.touch()
+    path = command(f"[ ! -e {hold} ] || kill -9 $$\n/usr/bin/basename \"$1\" >>{calls}\n")
+    server = serve("--Command=program", "--Log=*:stderr:30", env=path)
+    names = []
+    for i, documents in enumerate((1, 3)):
+        assert job.run("PDF", input=b"%PDF-1.4\n%%EOF\n" * documents).status == 0
+        names += [f"A title-{k}{'_2' * (i > k)}.pdf" for k in range(documents)]
+        server.wait_for(f"received {output / names[-1]}\n")
+        server.wait_for(f"program {output / names[0]}: signal 9\n")
+    names[1] = "A title-0_2.pdf"
+    hold.unlink()
+    assert eventually(lambda: calls.exists() and calls.read_text().split("\n")[3:4])
+    server.wait_for(f" job {job.id} is done\n")
+    assert calls.read_text() == "".join(name + "\n" for name in names)
+    assert f"program {output / names[1]}: signal" not in server.errors()
+    assert re.search(f" 30 JobTaker: job {job.id} \"A title\" of queue: 3 documents, 45 bytes, "
+                     r"\d+ ms\n", server.errors())
+
+
+@pytest.mark.parametrize("parallel", [1, 3, 8])
+def test_no_more_commands_run_at_once_than_it_says(job, serve, output, command, parallel):
+    hold, calls = output / "hold", output / "calls"
+    hold.touch()
+    path = command(f"echo \"$1\" >>{calls}\nwhile [ -e {hold} ]; do sleep 0.1; done\n")
+    server = serve("--Command=program", f"--Parallel={parallel}", env=path)
     assert job.run("PDF", input=b"%PDF-1.4\n%%EOF\n" * 10).status == 0
     server.wait_for("A title-9.pdf\n")
-    server.signal(SIGTERM)
-    result = server.wait()
+
+    def count():
+        return len(calls.read_text().splitlines()) if calls.exists() else 0
+    assert eventually(lambda: count() == parallel)
+    with connect(job):  # which takes no place of a command
+        assert count() == parallel
     hold.unlink()
-    assert re.findall("not run for .*-(.).pdf\n", result.err) == ["8", "9"]
+    assert eventually(lambda: count() == 10)
+
+
+def test_what_has_no_pages_or_is_broken_is_given_to_no_command(job, serve, output, command):
+    calls = output / "calls"
+    path = command(f"echo \"$1\" >>{calls}\n")
+    server = serve("--Command=program", env=path)
+    send_pages(job)
+    server.wait_for(f"warning: job {job.id} has no pages\n")
+    assert job.run("PDF", input=b"").status == 0
+    server.wait_for(f"warning: {job.path('.in')} is empty\n")
+    send_pages(job, PAGE[:40], EMPTY_PAGE)
+    server.wait_for("received " + str(output / "t-1.zrle"))
+    send_pages(job, PAGE)
+    assert eventually(calls.exists)
+    assert calls.read_text() == f"{output / 't-0.png'}\n"
 
 
 def test_command_gets_nothing_of_the_receiver(job, serve, output, command):
@@ -389,11 +454,13 @@ def test_log_file_has_earlier_messages_and_the_days_that_it_keeps(job, serve, ou
     assert file.stat().st_mode & 0o7777 == 0o600
 
 
-def test_log_file_that_cannot_be_written_is_told_once(job, serve):
-    server = serve("--Log=*:file:100", "--LogDir=/dev/full")
+def test_log_file_that_becomes_full_is_told_once(job, serve):
+    server = serve("--Log=*:file:100", "--LogDir=/tmp", f"--LogFile=qolt_test.{job.id}",
+                   before=limit(RLIMIT_FSIZE, 1000))
     assert_served(job, server)
     server.signal(SIGTERM)
     assert re.fullmatch("qolt-receiver: no more logging to file: .*\n", server.wait().err)
+    os.unlink(f"/tmp/qolt_test.{job.id}")
 
 
 @pytest.mark.parametrize("words, text", [
@@ -401,6 +468,8 @@ def test_log_file_that_cannot_be_written_is_told_once(job, serve):
      "  Timeout        - Seconds within which a connection must announce its job.\n"),
     (["-Locale", "de", "--HELP"], "  Join           - Die Seiten eines Auftrags zu einem"),
     (["-help", "all"], "  LazyFlushTimeout - "),
+    (["-h"], "  Parallel       - "),
+    (["--version"], "qolt-receiver "),
 ])
 def test_help_lists_the_parameters_in_the_language_asked_for(words, text):
     result = run([RECEIVER, *words])
@@ -413,8 +482,20 @@ def test_help_lists_the_parameters_in_the_language_asked_for(words, text):
     (["--output=/nonexistent"], "realpath(/nonexistent): No such file or directory (2)"),
     (["--timeout=0"], "Bad argument '--timeout=0'."),
     (["--other"], "Bad argument '--other'."),
+    (["--parallel=9"], "Bad argument '--parallel=9'."),
+    (["--output=/"], "fileOpenFd(/.qolt-printq.journal): Permission denied (13)"),
+    (["--name=" + "x" * 90], "UnixIo: File name too long (36)"),
+    (["--log=*:file:0", "--logdir=/dev/full"], "Error opening \"/dev/full/qolt-receiver.log\": "),
+    (["--log=*:stderr"], "Log: not SOURCE:DESTINATION:LEVEL[,...]\n"),
+    (["--log=*:nowhere:0"], "Log: not SOURCE:DESTINATION:LEVEL[,...]\n"),
+    (["--locale=xx"], "Locale: no such language\n"),
+    (["--command=no-such-program %f"], "no-such-program: No such file or directory (2)\n"),
+    (["--command=/dev/null"], "/dev/null: Permission denied (13)\n"),
+    (["--command=true %x"], "Command: unknown \"%x\"; a percent sign is \"%%\"\n"),
+    (["--command=true 'x"], "Command: no closing '\n"),
+    (["--command=true x\\"], "Command: a backslash at the end\n"),
     (["-Locale=es_ES", "-Bogus"], "Argumento"),
 ])
 def test_bad_argument_is_refused(account, arguments, message):
     result = run([RECEIVER, *arguments], account=account)
-    assert result.status == 1 and result.err.startswith(f"qolt-receiver: {message}")
+    assert result.status == 1 and f"qolt-receiver: {message}" in result.err

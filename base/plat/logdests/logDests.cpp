@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <mutex>
 #include <string>
 
 #include "base/os/unix/DirEnum.h"
@@ -13,6 +14,7 @@
 #include "base/plat/LogDest.h"
 #include "base/plat/LogSrc.h"
 #include "base/plat/file.h"
+#include "base/plat/logLock.h"
 #include "base/plat/path.h"
 #include "base/plat/time.h"
 
@@ -72,12 +74,16 @@ class LogDestFile : public StartedLogDest {
     start();
   }
 
+  void check() {
+    std::lock_guard<RecursiveMutex> lock(logLock());
+    beginDay(now());
+  }
+
   void write(int messageLevel, const char* source, const char* text) override {
     if (isBroken) return;
     try {
       const Ticks time = now();
-      const String today = dateOf(time);
-      if (!file.get() || day != today) startDay(today, time);
+      beginDay(time);
       writeLine(file.get(), time, messageLevel, source, text);
       file.flush();
     } catch (const Exception& problem) {
@@ -89,6 +95,11 @@ class LogDestFile : public StartedLogDest {
   }
 
  private:
+  void beginDay(Ticks time) {
+    const String today = dateOf(time);
+    if (!file.get() || day != today) startDay(today, time);
+  }
+
   void startDay(const String& today, Ticks time) {
     mkDir(folder.get(), true);
     const String path = join(folder.get(), name.get());
@@ -140,6 +151,7 @@ LogDestFile& logFileDest = *new LogDestFile;
 void startLogging() {
   standardError.start();
   logFileDest.open();
+  if (LogSrc::isUsed(&logFileDest)) logFileDest.check();
   LogSrc::initLogging();
 }
 

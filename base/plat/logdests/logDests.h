@@ -9,7 +9,8 @@ namespace plat {
 //
 // The file is LogFile, by default "<program>.log", in LogDir, for the account alone. A file
 // of an earlier day becomes "<LogFile>.<date>", and those older than LogKeepDays are
-// removed.
+// removed. Throws plat::Exception when the log goes to the file and that cannot be begun; what
+// goes wrong with it later is told once, on standard error.
 void startLogging();
 
 }  // namespace plat

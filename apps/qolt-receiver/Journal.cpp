@@ -1,0 +1,222 @@
+#include "apps/qolt-receiver/Journal.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <utility>
+
+#include "base/plat/Exception.h"
+#include "base/plat/FilePtr.h"
+#include "base/plat/LogSrc.h"
+#include "base/plat/file.h"
+#include "base/plat/percentEncode.h"
+
+namespace receiver {
+
+static constinit plat::LogSrc log("Journal");
+static const plat::LogSrc::Listed listed(log);
+
+namespace {
+
+std::string encoded(const std::string& text) {
+  return plat::percentEncode(text.c_str(), false).orEmpty();
+}
+
+std::string line(const char* kind, std::initializer_list<std::string> words) {
+  std::string text = kind;
+  for (const std::string& word : words) text += " " + encoded(word);
+  return text + "\n";
+}
+
+// Throws plat::Exception for a word that is none.
+std::vector<std::string> wordsOf(std::string_view line) {
+  std::vector<std::string> words;
+  while (true) {
+    const size_t end = std::min(line.find(' '), line.size());
+    const std::string word(line.substr(0, end));
+    if (word.find('\0') != word.npos) throw plat::Exception("a zero byte");
+    words.push_back(plat::percentDecode(word.c_str(), false).orEmpty());
+    if (end == line.size()) return words;
+    line.remove_prefix(end + 1);
+  }
+}
+
+uint64_t numberOf(const std::string& word) {
+  uint64_t number = 0;
+  const char* end = word.data() + word.size();
+  const auto [stop, error] = std::from_chars(word.data(), end, number);
+  if (error != std::errc() || stop != end) throw plat::Exception("a bad number");
+  return number;
+}
+
+struct Reader {
+  std::list<TakenJob> jobs;
+  TakenJob next;
+
+  void take(const std::vector<std::string>& words) {
+    const std::string& kind = words[0];
+    if ((kind == "document" || kind == "file") && words.size() == 7) {
+      next.parts.push_back(
+          {words[2],
+           {numberOf(words[1]), words[3], words[4], words[5], words[6], kind == "document"}});
+    } else if (kind == "job" && words.size() == 3) {
+      next.description = words[1];
+      next.identity = words[2];
+      jobs.push_back(std::exchange(next, {}));
+    } else if (kind == "moved" && words.size() == 3) {
+      change(numberOf(words[1]), [&](Document& document) { document.path = words[2]; });
+    } else if (kind == "done" && words.size() == 2) {
+      change(numberOf(words[1]), [](Document& document) { document.forCommand = false; });
+    } else {
+      throw plat::Exception("an unknown line");
+    }
+  }
+
+  template <class Change>
+  void change(uint64_t number, Change apply) {
+    for (auto job = jobs.begin(); job != jobs.end(); ++job) {
+      for (TakenJob::Part& part : job->parts) {
+        if (part.document.number != number) continue;
+        const bool hadCommand = part.document.forCommand;
+        apply(part.document);
+        // Commands are run once the job is finished.
+        if (hadCommand && !hasCommands(*job)) jobs.erase(job);
+        return;
+      }
+    }
+  }
+
+  static bool hasCommands(const TakenJob& job) {
+    return std::any_of(job.parts.begin(), job.parts.end(),
+                       [](const TakenJob::Part& part) { return part.document.forCommand; });
+  }
+};
+
+}  // namespace
+
+std::list<TakenJob> parseJournal(std::string_view text) {
+  Reader reader;
+  try {
+    for (size_t end = text.find('\n'); end != text.npos; end = text.find('\n')) {
+      reader.take(wordsOf(text.substr(0, end)));
+      text.remove_prefix(end + 1);
+    }
+  } catch (const plat::Exception& problem) {
+    log.error("the journal ends with %s", problem.message);
+  }
+  return std::move(reader.jobs);
+}
+
+std::string journalLines(const TakenJob& job) {
+  std::string lines;
+  for (const TakenJob::Part& part : job.parts) {
+    const Document& document = part.document;
+    lines += line(document.forCommand ? "document" : "file",
+                  {std::to_string(document.number), part.name, document.path, document.jobId,
+                   document.title, document.queue});
+  }
+  return lines + line("job", {job.description, job.identity});
+}
+
+Journal::Journal(const std::string& newPath)
+    : path(newPath),
+      file(plat::fileOpenFd(path.c_str(), O_RDWR | O_CREAT | O_APPEND | O_NOFOLLOW)) {
+  struct stat status;
+  if (fstat(file.get(), &status) < 0)
+    throw plat::SystemExceptionFmt("fstat(%s)", errno, path.c_str());
+  std::string text(static_cast<size_t>(status.st_size), '\0');
+  plat::readFully(file.get(), text.data(), text.size());
+  taken = parseJournal(text);
+
+  // Without what counts for nothing, which would swallow the lines that are yet to come.
+  std::string lines;
+  for (const TakenJob& job : taken) {
+    lines += journalLines(job);
+    for (const TakenJob::Part& part : job.parts) {
+      lastNumber = std::max(lastNumber, part.document.number);
+    }
+  }
+  if (lines == text) return;
+  const std::string newName = path + ".new";
+  unlink(newName.c_str());
+  plat::OwnedFd renewed(
+      plat::fileOpenFd(newName.c_str(), O_RDWR | O_CREAT | O_EXCL | O_APPEND | O_NOFOLLOW));
+  std::swap(file, renewed);
+  append(lines, true);
+  plat::fileRename(newName.c_str(), path.c_str());
+}
+
+Journal::~Journal() {
+  if (taken.empty() && left.empty()) unlink(path.c_str());
+}
+
+TakenJob& Journal::add(TakenJob job) {
+  const std::lock_guard lock(mutex);
+  for (TakenJob::Part& part : job.parts) part.document.number = ++lastNumber;
+  append(journalLines(job), true);
+  return taken.emplace_back(std::move(job));
+}
+
+std::vector<TakenJob*> Journal::jobs() {
+  const std::lock_guard lock(mutex);
+  std::vector<TakenJob*> result;
+  for (TakenJob& job : taken) result.push_back(&job);
+  return result;
+}
+
+void Journal::move(Document& document, const std::string& newPath) {
+  const std::lock_guard lock(mutex);
+  append(line("moved", {std::to_string(document.number), newPath}), true);
+  document.path = newPath;
+}
+
+std::vector<Document> Journal::finish(TakenJob& job) {
+  const std::lock_guard lock(mutex);
+  std::vector<Document> documents;
+  for (const TakenJob::Part& part : job.parts) {
+    if (!part.document.forCommand) continue;
+    documents.push_back(part.document);
+    left.insert(part.document.number);
+  }
+  taken.remove_if([&](const TakenJob& other) { return &other == &job; });
+  emptyIfNothingIsLeft();
+  return documents;
+}
+
+void Journal::done(uint64_t number) {
+  const std::lock_guard lock(mutex);
+  left.erase(number);
+  try {
+    append(line("done", {std::to_string(number)}), false);
+  } catch (const plat::Exception& problem) {
+    log.error("%s", problem.message);
+  }
+  emptyIfNothingIsLeft();
+}
+
+// All lines or none.
+void Journal::append(const std::string& lines, bool isUrgent) {
+  const off_t size = lseek(file.get(), 0, SEEK_END);
+  const auto fail = [&](const char* call, int error) {
+    if (ftruncate(file.get(), size) < 0) log.error("ftruncate(%s) failed", path.c_str());
+    throw plat::SystemExceptionFmt("%s(%s)", error, call, path.c_str());
+  };
+  for (size_t done = 0; done < lines.size();) {
+    const ssize_t n = write(file.get(), lines.data() + done, lines.size() - done);
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) fail("write", errno);
+    done += static_cast<size_t>(n);
+  }
+  if (isUrgent && fdatasync(file.get()) < 0) fail("fdatasync", errno);
+}
+
+void Journal::emptyIfNothingIsLeft() {
+  if (!taken.empty() || !left.empty()) return;
+  if (ftruncate(file.get(), 0) < 0) log.error("ftruncate(%s) failed", path.c_str());
+}
+
+}  // namespace receiver
