@@ -96,3 +96,30 @@ def test_each_account_gets_its_pages_at_its_own_printer(
             expected[account] += f"{number}{number + 4}"
             assert eventually(lambda: viewer.paper(account.pw_name) == expected[account]), \
                 (viewer.paper(account.pw_name), cups.log())
+
+
+def free_port():
+    with socket.create_server(("127.0.0.1", 0)) as server:
+        return server.getsockname()[1]
+
+
+def test_what_is_printed_without_a_connection_comes_later_in_order_and_once(
+        cups, job, account, folder, queues, receive, viewer):
+    viewer.add_printer("printer", job)
+    port = free_port()
+    receiver = receive(account, "-Join", "-Delete",
+                       f"--command=lp -h localhost:{port} -d printer -t %t")
+    expected = ""
+    for number, greys in enumerate(("01", "23", "45", "67")):
+        if number % 2 == 0:  # else still without the connection
+            failures = receiver.errors().count(": status 1")
+        print_pages(cups, folder, queues[number % 2], account, greys)
+        expected += greys
+        assert eventually(lambda: receiver.output().count("received ") > number)
+        if number % 2 == 0:
+            assert eventually(lambda: receiver.errors().count(": status 1") > failures)
+            continue
+        with tunnel(port, viewer.port):
+            assert eventually(lambda: viewer.paper("printer") == expected), \
+                (viewer.paper("printer"), receiver.errors())
+            assert eventually(lambda: not list((folder / account.pw_name).glob("[!.]*")))
