@@ -39,7 +39,7 @@ start_receiver() {
   install -d -o nobody -m 0700 "$scratch/out"
   install -m 0755 "$bin/qolt-receiver" "$scratch/"
   setpriv --reuid=nobody --regid="$(id -g nobody)" --clear-groups \
-    "$scratch/qolt-receiver" --Name="$endpoint" --Output="$scratch/out" "$@" >"$scratch/receiver.log" 2>&1 &
+    "$scratch/qolt-receiver" --Name="$endpoint" --Output="$scratch/out" --TakeOver=0 "$@" >"$scratch/receiver.log" 2>&1 &
   receiver=$!
   until grep -qs listening "$scratch/receiver.log"; do sleep 0.1; done
 }
