@@ -312,7 +312,7 @@ def test_failing_job_follows_the_error_policy_of_its_queue(
         cups, job, folder, document, policy, is_kept):
     cups.add_queue("queue", "PDF", as_is(folder), job, "-o", f"printer-error-policy={policy}")
     failing = cups.print("queue", document)
-    lines = cups.wait_for_log(failing, "Backend returned status 1")
+    lines = cups.wait_for_log(failing, "returned status 1")
     assert "qolt: connect: No such file or directory" in lines
     # Unless it is just being tried again.
     assert eventually(lambda: not failing.files())
@@ -337,7 +337,7 @@ def test_account_without_an_entry_gets_nothing(cups, job, folder, document):
     with receiving.listen() as server:
         cups.add_queue("queue", "PDF", as_is(folder), receiving)
         printed = cups.print("queue", document)
-        lines = cups.wait_for_log(printed, "Backend returned status 1")
+        lines = cups.wait_for_log(printed, "returned status 1")
         announced = server.receive_at_once()
     os.rmdir(private_dir(receiving.account))
     assert f"qolt: getpwuid({uid}): account not found\n" in lines

@@ -59,7 +59,7 @@ def test_jobs_wait_for_those_who_are_away(cups, job, accounts, folder, queue, re
     cups.add_queue("fixed", "PDF", as_is(folder), Job(away, job.id), "-o",
                    "printer-error-policy=retry-job")
     fixed = cups.print("fixed", "-U", away.pw_name, "-t", "fixed", document)
-    cups.wait_for_log(fixed, "Backend returned status 1")
+    cups.wait_for_log(fixed, "returned status 1")
     cups.manage("lp", "-i", f"fixed-{fixed.id}", "-H", "hold")
 
     back = receive(away)
