@@ -28,13 +28,68 @@ std::vector<std::string> messagesIn(const std::string& wire) {
   return messages;
 }
 
-void checkWriter(const std::vector<std::string>& messages, int capacity) {
-  rdr::MemOutStream wire(capacity);
-  rdr::OutStreamV4 out(&wire);
+// Each knows which frame is the first of its message.
+class CheckedOut : public rdr::OutStreamV4 {
+ public:
+  using OutStreamV4::OutStreamV4;
+  bool atFirst = true;
+
+ protected:
+  void writeHeader(int length, bool last, bool first) override {
+    PLAT_ASSERT(first == atFirst);
+    PLAT_ASSERT(last || length > 0);
+    atFirst = last;
+    OutStreamV4::writeHeader(length, last, first);
+  }
+};
+
+class CheckedIn : public rdr::InStreamV4 {
+ public:
+  using InStreamV4::InStreamV4;
+
+ protected:
+  void readHeader(int* size, bool* last, bool first) override {
+    PLAT_ASSERT(first == !inMsg());
+    InStreamV4::readHeader(size, last, first);
+  }
+};
+
+struct Collected : rdr::FramedInStream::Sink {
+  std::string bytes;
+  void write(const uint8_t* data, int length) override {
+    bytes += fuzz::bytes(data, static_cast<size_t>(length));
+  }
+};
+
+// Writes them in pieces that the input chooses.
+void checkWriter(const std::vector<std::string>& messages, fuzz::Input& choices) {
+  rdr::MemOutStream wire(choices.number(0, 40));
+  CheckedOut out(&wire);
+  int written = 0;
   for (const std::string& message : messages) {
     out.startMsg();
-    out.writeBytes(message.data(), static_cast<int>(message.size()));
+    for (size_t at = 0; at < message.size();) {
+      const std::string piece = message.substr(at, choices.number<size_t>(1, 50));
+      const int way = choices.number(0, 3);
+      if (way == 1 && piece.size() >= 4) {
+        uint32_t item;
+        memcpy(&item, piece.data(), 4);
+        out.writeU32(be32toh(item));
+        at += 4;
+      } else {
+        fakes::writeText(out, piece);
+        at += piece.size();
+      }
+      PLAT_ASSERT(out.length() == written + static_cast<int>(at));
+      if (way == 2) out.flush();
+      if (way == 3) {
+        const int items = out.overrun(3, 7);
+        PLAT_ASSERT(items >= 1 && items <= 7 && out.nFree() >= 3 * items);
+      }
+    }
     out.endMsg(false);
+    written += static_cast<int>(message.size());
+    PLAT_ASSERT(out.length() == written);
   }
   PLAT_ASSERT(messagesIn(fakes::bytesOf(wire)) == messages);
 }
@@ -47,15 +102,17 @@ class Reader {
       : input(choices),
         expected(messagesIn(wire)),
         arrivals(choices.number<size_t>(0, 9)),
-        source(wire, choices.number(1, 20), static_cast<int>(wire.size()) + 2),
+        source(wire, choices.number(1, 20),
+               arrivals > 0 ? static_cast<int>(wire.size()) + 2 : choices.number(2, 40)),
         in(&source) {
+    rewindable = arrivals > 0 && choices.flag();
     if (arrivals > 0) {
       source.setNonBlocking(true);
       source.arrived = 0;
     } else {
       source.setRewindable(false);
-      in.setRewindable(false);
     }
+    in.setRewindable(rewindable);
   }
 
   void run() {
@@ -74,7 +131,7 @@ class Reader {
       PLAT_ASSERT(in.pos() == static_cast<int>(before + at));
     } catch (const rdr::BlockException&) {
       PLAT_ASSERT(arrivals > 0);
-      at = checkpoint;
+      at = rewindable ? checkpoint : static_cast<size_t>(in.pos()) - before;
       source.arrived += arrivals;
     } catch (const rdr::EndOfMsg&) {
       PLAT_ASSERT(at + wanted > message().size());
@@ -107,12 +164,12 @@ class Reader {
   }
 
   void readPiece() {
-    const int way = input.number(0, 5);
+    const int way = input.number(0, 7);
     int count = input.number(1, 12);
     wanted = static_cast<size_t>(count);
     uint8_t buffer[12];
     switch (way) {
-      case 0:
+      case 7:
         in.readBytes(buffer, count);
         took(buffer, wanted);
         break;
@@ -133,6 +190,21 @@ class Reader {
         in.checkpoint();
         checkpoint = at;
         break;
+      case 5:
+        if (rewindable) {
+          in.rewind();
+          at = checkpoint;
+        }
+        break;
+      case 6:
+        if (arrivals == 0) {
+          Collected left;
+          in.copyMsg(left);
+          took(reinterpret_cast<const uint8_t*>(left.bytes.data()), left.bytes.size());
+          PLAT_ASSERT(!isComplete() || at == message().size());
+          endMessage();
+        }
+        break;
       default:
         // Without choices left the message is read to its end.
         if (in.atEnd()) {
@@ -152,8 +224,9 @@ class Reader {
   fuzz::Input& input;
   const std::vector<std::string> expected;
   const size_t arrivals;  // bytes at a time; 0: the source waits
+  bool rewindable;        // otherwise goes on where it is, though what a read took is gone
   fakes::ChunkedIn source;
-  rdr::InStreamV4 in;
+  CheckedIn in;
   size_t complete = 0;    // messages
   size_t before = 0;      // data bytes in them
   size_t at = 0;          // in the current message
@@ -167,6 +240,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   fuzz::Input input(data, size);
   const std::string wire = input.bytes(input.left() / 2);
   Reader(wire, input).run();
-  checkWriter(messagesIn(wire), 20);
+  checkWriter(messagesIn(wire), input);
   return 0;
 }

@@ -52,8 +52,7 @@ bool BufferedInStream::fill(int itemSize) {
 void BufferedInStream::compact() {
   const ptrdiff_t distance = checkpointPtr - buffer.data();
   if (distance == 0) return;
-  const size_t kept = static_cast<size_t>(end - checkpointPtr);
-  if (kept > 0) memmove(buffer.data(), checkpointPtr, kept);
+  memmove(buffer.data(), checkpointPtr, static_cast<size_t>(end - checkpointPtr));
   ptr -= distance;
   end -= distance;
   checkpointPtr -= distance;

@@ -70,17 +70,11 @@ bool BufferedOutStream::writeSome(bool needWrite) {
   return true;
 }
 
-bool BufferedOutStream::flushAll(bool needWrite) {
+void BufferedOutStream::flushBuffer(bool needWrite) {
   while (sent < ptr) {
-    if (!writeSome(needWrite)) return false;
+    if (!writeSome(needWrite)) return;
   }
-  return true;
-}
-
-bool BufferedOutStream::flushBuffer(bool needWrite) {
-  if (!flushAll(needWrite)) return false;
   emptyBuffer();
-  return true;
 }
 
 void BufferedOutStream::emptyBuffer() {
@@ -103,6 +97,7 @@ void BufferedOutStream::grow() {
   bufSize = newSize;
   sent = buffer.get();
   ptr = sent + pending;
+  updateEnd();  // also for a caller that goes on after a write that fails
 }
 
 void BufferedOutStream::updateEnd() {

@@ -37,11 +37,9 @@ class BufferedOutStream : public OutStream {
   // where it would block; without, 0 tells that it would.
   virtual int writeData(const uint8_t* buf, int len, bool needWrite) = 0;
 
-  // needWrite as for writeData(), of every write on the way. False, only without it: the
-  // destination would block before something, or all, was delivered.
-  bool writeSome(bool needWrite);
-  bool flushAll(bool needWrite);
-  bool flushBuffer(bool needWrite);
+  // Delivers everything, or what the destination takes before it would block. needWrite as
+  // for writeData(), of every write on the way.
+  void flushBuffer(bool needWrite);
   // Counts the bytes in the buffer as written and empties it.
   void emptyBuffer();
   void advanceOffset(int64_t bytes);
@@ -58,6 +56,8 @@ class BufferedOutStream : public OutStream {
 
  private:
   int pendingSize() const { return static_cast<int>(ptr - sent); }
+  // False: the destination would block.
+  bool writeSome(bool needWrite);
   void grow();
   void updateEnd();
 };

@@ -16,7 +16,6 @@ FileOutStream::FileOutStream(FILE* openFile, bool own) {
 }
 
 FileOutStream::~FileOutStream() {
-  if (!file.get()) return;
   try {
     flushBuffer(blocking);
   } catch (const plat::Exception&) {

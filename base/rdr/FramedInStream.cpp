@@ -24,7 +24,6 @@ bool FramedInStream::startMsg(bool wait) {
   int size = 0;
   bool last = false;
   try {
-    if (!wait && underlying->nUnread() == 0 && !underlying->overrun(false, 1)) return false;
     readHeader(&size, &last, true);
   } catch (const BlockException&) {
     if (wait) throw;
@@ -94,7 +93,7 @@ bool FramedInStream::atEnd() {
   PLAT_ASSERT(inMsg_);
   if (!rewindable) checkpoint();
   try {
-    nextFrame(true);
+    nextFrame();
   } catch (const BlockException&) {
     if (rewindable) rewind();
     throw;
@@ -107,7 +106,7 @@ bool FramedInStream::fill(int itemSize) {
   consume();
   // An item across frames is read byte by byte: what is left of this frame comes first.
   if (frameSize < itemSize && nUnread() > 0) return true;
-  if (!nextFrame(false)) return false;
+  nextFrame();
   if (frameSize == 0) throw EndOfMsg();
   SynchroniseOnExit synchroniseOnExit{*this};
   const int wanted = std::min(itemSize, frameSize);
@@ -129,13 +128,12 @@ void FramedInStream::consume() {
   underlying->setPtr(ptr);
 }
 
-// Goes on to a frame that is the last or has data. False, only without wait: its header
-// is not there yet.
-bool FramedInStream::nextFrame(bool wait) {
+// Goes on to a frame that is the last or has data. Throws BlockException when its header is
+// not there yet.
+void FramedInStream::nextFrame() {
   consume();
   SynchroniseOnExit synchroniseOnExit{*this};
   while (!lastFrame && frameSize == 0) {
-    if (!wait && underlying->nUnread() == 0 && !underlying->overrun(false, 1)) return false;
     int size = 0;
     bool last = false;
     readHeader(&size, &last, false);
@@ -144,7 +142,6 @@ bool FramedInStream::nextFrame(bool wait) {
     // A rewindable source would go back to before the header, which is not data.
     if (!rewindable) keepFromHere();
   }
-  return true;
 }
 
 }  // namespace rdr

@@ -57,7 +57,7 @@ class FramedInStream : public InStream, private plat::NonCopyable {
   void synchronise();
   void consume();
   void keepFromHere();
-  bool nextFrame(bool wait);
+  void nextFrame();
 
   bool inMsg_ = false;
   bool lastFrame = false;

@@ -1,147 +1,192 @@
+// The streams on descriptors, with a clock and a select() that do what a test says.
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/time.h>
+#include <sys/select.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <csignal>
+#include <functional>
 #include <utility>
 
 #include "base/plat/time.h"
 #include "base/rdr/FdInStream.h"
 #include "base/rdr/FdOutStream.h"
+#include "base/rdr/FdWait.h"
+#include "tests/support/CapturedLog.h"
 #include "tests/support/streams.h"
 
-using fakes::thrownBy;
+using namespace fakes;
 
 namespace {
 
-// Both ends without waiting; [0] reads, [1] writes.
-struct Pipe {
-  Pipe() { EXPECT_EQ(pipe2(fds, O_NONBLOCK | O_CLOEXEC), 0); }
-  ~Pipe() {
-    closeEnd(0);
-    closeEnd(1);
+std::function<int()> onWait;  // how many descriptors are ready, or the negative error
+std::string waits;            // "r7:0.250000 ": for reading from 7, at most so long
+
+}  // namespace
+
+extern "C" int select(int count, fd_set* toRead, fd_set* toWrite, fd_set*, timeval* limit) {
+  char told[64];
+  const timeval most = limit ? *limit : timeval{};
+  snprintf(told, sizeof told, limit ? "%c%d:%ld.%06ld " : "%c%d ", toRead ? 'r' : 'w', count - 1,
+           most.tv_sec, most.tv_usec);
+  waits += FD_ISSET(count - 1, toRead ? toRead : toWrite) ? told : "nothing ";
+  const int result = onWait();
+  errno = -result;
+  return std::max(result, -1);
+}
+
+namespace {
+
+class FdStreams : public testing::Test,
+                  public plat::MonotonicSource,
+                  public rdr::FdOutStream::Callback {
+ protected:
+  FdStreams() {
+    signal(SIGPIPE, SIG_IGN);
+    plat::setMonotonicSource(this);
+    waits.clear();
+    onWait = [] { return 0; };
+    EXPECT_EQ(pipe2(ends, O_NONBLOCK | O_CLOEXEC), 0);
   }
-  void closeEnd(int end) {
-    if (fds[end] >= 0) close(fds[end]);
-    fds[end] = -1;
+  ~FdStreams() override {
+    plat::setMonotonicSource(nullptr);
+    for (int end : ends) close(end);
   }
-  // Everything that is in it.
+  plat::MonotonicReading read(plat::Ticks) override { return {ticks, false}; }
+  void writeAttempted(rdr::FdOutStream*, bool full) override { told += full ? "full " : "some "; }
+  void shutdownRequested(rdr::FdOutStream*) override { told += "shutdown "; }
+
+  // Everything that is in the pipe.
   std::string drain() {
-    std::string all;
-    char block[4096];
-    for (ssize_t n; (n = read(fds[0], block, sizeof block)) > 0;) all.append(block, n);
+    std::string all(100000, '\0');
+    all.resize(static_cast<size_t>(std::max<ssize_t>(::read(ends[0], all.data(), all.size()), 0)));
     return all;
   }
   void fill() {
-    char block[4096] = {};
-    while (write(fds[1], block, sizeof block) > 0) {
-    }
-    while (write(fds[1], block, 1) > 0) {
+    while (::write(ends[1], std::string(4096, '.').data(), 4096) > 0) {
     }
   }
-  int fds[2];
-};
-
-void (*action)();
-volatile sig_atomic_t interruptions;
-int actedOn;  // the descriptor that an action uses
-
-// A timer that interrupts every 2 ms and acts at its third signal.
-struct Interrupts {
-  explicit Interrupts(void (*newAction)()) {
-    interruptions = 0;
-    action = newAction;
-    signal(SIGALRM, [](int) {
-      interruptions = interruptions + 1;
-      if (interruptions == 3 && action) action();
+  // Waits until the results are used up, each after 1.1999999 s.
+  std::string waitFor(int fd, int limitMs, bool toRead, std::vector<int> results) {
+    rdr::FdWait wait(fd, limitMs);
+    auto next = results.begin();
+    onWait = [&] { return ticks += 1200 * plat::ticksPerMs - 1, *next++; };
+    waits.clear();
+    const std::string failure = thrownBy([&] {
+      while (next != results.end()) {
+        waits += (toRead ? wait.untilReadable() : wait.untilWritable()) ? "ready " : "late ";
+      }
     });
-    itimerval every{{0, 2000}, {0, 2000}};
-    setitimer(ITIMER_REAL, &every, nullptr);
+    return waits + failure;
   }
-  ~Interrupts() {
-    itimerval never{};
-    setitimer(ITIMER_REAL, &never, nullptr);
-  }
-};
 
-const std::string brokenPipe = "System-32: write: Broken pipe (32)";
-
-class FdStreams : public testing::Test {
- protected:
-  static void SetUpTestSuite() { signal(SIGPIPE, SIG_IGN); }
-  Pipe pipe;
+  int ends[2];  // the first one reads
+  plat::Ticks ticks = 0;
+  std::string told;
 };
 
 }  // namespace
 
-TEST_F(FdStreams, interruptedWaitStillEndsAtItsDeadline) {
-  rdr::FdInStream in(pipe.fds[0]);
-  in.setTimeout(100);
-  Pipe full;
-  full.fill();
-  rdr::FdOutStream out(full.fds[1]);
-  out.setWriteTimeout(100);
-  out.writeU8('x');
-  Interrupts interrupts(nullptr);
-  plat::Ticks start = plat::monotonicNow();
-  EXPECT_THROW(in.readU8(), plat::TimedOut);
-  EXPECT_THROW(out.flush(), plat::TimedOut);
-  EXPECT_GE(plat::monotonicNow() - start, 200 * plat::ticksPerMs);
-  EXPECT_EQ(out.pendingBytes(), 1);
-  EXPECT_GT(interruptions, 0);
+TEST_F(FdStreams, waitsTogetherEndAtTheLimitOfTheFirst) {
+  EXPECT_EQ(waitFor(7, 3456, true, {-EINTR, 1, -EINTR, 0}),
+            "r7:3.456000 r7:2.257000 ready r7:1.057000 r7:0.000000 late ");
+  EXPECT_EQ(waitFor(0, 0, false, {1, 0}), "w0:0.000000 ready w0:0.000000 late ");
+  EXPECT_EQ(waitFor(1023, -1, false, {-EINTR, 1}), "w1023 w1023 ready ");
+  EXPECT_EQ(waitFor(7, -1, true, {-EBADF}), "r7 System-9: select: Bad file descriptor (9)");
+  EXPECT_EQ(waitFor(1024, 0, true, {1}), "System-24: select: Too many open files (24)");
 }
 
-TEST_F(FdStreams, interruptedWaitGoesOnUntilThereIsDataOrRoom) {
-#ifdef __SANITIZE_THREAD__
-  GTEST_SKIP() << "the thread sanitizer holds signal handlers back while a call waits";
-#endif
-  for (int timeoutMs : {-1, 60000}) {
-    pipe.fill();
-    rdr::FdOutStream out(pipe.fds[1]);
-    out.setWriteTimeout(timeoutMs);
-    out.writeBytes("last", 4);
-    actedOn = pipe.fds[0];
-    {
-      Interrupts interrupts([] {
-        char block[4096];
-        while (read(actedOn, block, sizeof block) > 0) {
-        }
-      });
-      out.flush();
-    }
-    EXPECT_EQ(pipe.drain(), "last");
+TEST_F(FdStreams, readingWaitsForDataOrItsTimeOut) {
+  rdr::FdInStream unmoved(ends[0]), none(-1), ended(ends[0]);
+  unmoved.setTimeout(250);
+  rdr::FdInStream in(std::move(unmoved));
+  int tries = 0;
+  onWait = [&] {
+    ticks += 100 * plat::ticksPerMs;
+    return ++tries < 3 || ::write(ends[1], "abc", 3) == 3 ? 1 : 0;
+  };
+  EXPECT_EQ(readText(in, 3), "abc");
+  const std::string wait = "r" + std::to_string(ends[0]) + ":0.";
+  EXPECT_EQ(waits, wait + "250000 " + wait + "150000 " + wait + "050000 ");
+  onWait = [] { return 0; };
+  EXPECT_EQ(thrownBy([&] { in.readU8(); }), "TimedOut: Timed out");
+  in.setNonBlocking(true);
+  EXPECT_EQ(thrownBy([&] { in.readU8(); }), ": Reading from InStream would block");
+  EXPECT_FALSE(in.isTimedOut());
+  in.setTimedOut();
+  rdr::FdInStream moved(std::move(in));
+  EXPECT_TRUE(moved.isTimedOut());
+  EXPECT_EQ(thrownBy([&] { moved.readU8(); }), "TimedOut: Timed out");
+  EXPECT_EQ(thrownBy([&] { none.readU8(); }), "System-9: read: Bad file descriptor (9)");
+  close(std::exchange(ends[1], -1));
+  EXPECT_EQ(thrownBy([&] { ended.readU8(); }), "EndOfStream: End of IO stream");
+}
 
-    rdr::FdInStream in(pipe.fds[0]);
-    in.setTimeout(timeoutMs);
-    actedOn = pipe.fds[1];
-    Interrupts interrupts([] {
-      if (write(actedOn, "y", 1) != 1) abort();
-    });
-    EXPECT_EQ(in.readU8(), 'y');
+TEST_F(FdStreams, writingWaitsForRoomUnlessLazy) {
+  {
+    rdr::FdOutStream out(ends[1]);
+    out.setCallback(this);
+    fill();
+    writeText(out, "last");
+    EXPECT_EQ(thrownBy([&] { out.flush(); }), "TimedOut: Timed out");
+    out.setWriteTimeout(250);
+    onWait = [&] { return drain().empty() ? 0 : 1; };
+    out.flush();
+    EXPECT_EQ(drain(), "last");
+    const std::string wait = "w" + std::to_string(ends[1]) + ":";
+    EXPECT_EQ(std::exchange(waits, ""), wait + "30.000000 " + wait + "0.250000 ");
+    fill();
+    writeText(out, "late");
+    out.setLazy(true);
+    EXPECT_TRUE(out.shutdown());
+    drain();
+    out.flush();
+    EXPECT_EQ(told, "some full shutdown some ");
+    EXPECT_EQ(thrownBy([&] { out.shutdown(); }),
+              "System-88: shutdown(SHUT_WR): Socket operation on non-socket (88)");
+    writeText(out, ",end");
   }
+  EXPECT_EQ(drain(), "late,end");
+  fill();
+  rdr::FdOutStream(ends[1]).writeU8('!');
+  EXPECT_EQ(waits, "") << "destruction waited";
 }
 
-TEST_F(FdStreams, movingTakesTheDescriptorAndWhatIsBuffered) {
-  ASSERT_EQ(write(pipe.fds[1], "abc", 3), 3);
-  rdr::FdInStream first(pipe.fds[0]);
-  EXPECT_EQ(first.readU8(), 'a');
-  rdr::FdInStream second(std::move(first));
-  EXPECT_EQ(first.getFd(), -1);
-  EXPECT_EQ(second.getFd(), pipe.fds[0]);
-  EXPECT_EQ(second.readU16(), 'b' << 8 | 'c');
-}
-
-TEST_F(FdStreams, brokenPipeIsThrownUnlessLazyAndTold) {
-  pipe.closeEnd(0);
-  rdr::FdOutStream out(pipe.fds[1], 16384);
-  out.writeU8('x');
-  EXPECT_EQ(thrownBy([&] { out.flush(); }), brokenPipe);
-  out.setThrowErrors(false);
-  EXPECT_EQ(thrownBy([&] { out.flush(); }), brokenPipe) << "a blocking stream throws in any case";
+TEST_F(FdStreams, failedWriteIsThrownUnlessLazyAndTold) {
+  CapturedLog log;
+  const std::string failure = "write: Broken pipe (32)";
+  rdr::FdOutStream out(ends[1], 16384);
+  fill();
+  out.skip(16384);
   out.setLazy(true);
+  out.setThrowErrors(false);
+  // These used to end the process.
+  EXPECT_EQ(thrownBy([&] { out.skip(1); }).find("Assertion 'doesThrowErrors()' failed"), 15u);
+  close(std::exchange(ends[0], -1));
+  EXPECT_EQ(thrownBy([&] { out.skip(1); }).find("Assertion '!needWrite' failed"), 15u);
+  log.take();
   out.flush();
-  EXPECT_EQ(out.pendingBytes(), 1);
-  // It used to end the process when its buffer was full besides.
-  EXPECT_THROW(out.skip(16384), plat::AssertionFail);
+  EXPECT_EQ(out.pendingBytes(), 16384);
+  EXPECT_EQ(log.take(), std::vector<std::string>{"100 FdOutStream " + failure});
+  EXPECT_EQ(thrownBy([&] { out.setLazy(false); }), "System-32: " + failure);
+  out.setThrowErrors(true);
+  EXPECT_EQ(thrownBy([&] { out.setLazy(true); }), "System-32: " + failure);
+}
+
+TEST_F(FdStreams, descriptorIsClosedOnRequestOnly) {
+  for (bool closes : {false, true}) {
+    int sockets[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets), 0);
+    {
+      rdr::FdInStream unmoved(sockets[0]);
+      rdr::FdOutStream out(sockets[1]);
+      unmoved.setCloseOnDestroy(closes);
+      out.setCloseOnDestroy(closes);
+      rdr::FdInStream in(std::move(unmoved));
+      EXPECT_TRUE(out.shutdown());
+      EXPECT_THROW(in.readU8(), rdr::EndOfStream);
+    }
+    for (int fd : sockets) EXPECT_EQ(close(fd), closes ? -1 : 0);
+  }
 }

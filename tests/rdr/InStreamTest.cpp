@@ -1,114 +1,111 @@
+// The input streams in memory: what the fuzz targets inStream and framed do not reach.
 #include "base/rdr/InStream.h"
 
 #include <gtest/gtest.h>
 
+#include <utility>
+
+#include "base/rdr/InStreamV4.h"
 #include "tests/support/streams.h"
 
-using fakes::bytesOf;
-using fakes::ChunkedIn;
-using fakes::thrownBy;
+using namespace fakes;
+using namespace std::string_literals;
 
-namespace {
-
-std::string lengthWord(uint32_t length) {
-  rdr::MemOutStream out;
-  out.writeU32(length);
-  return bytesOf(out);
+TEST(InStream, textAboveItsMaximumIsRefused) {
+  const std::string most(262144, 'x');
+  ChunkedIn in("\0\4\0\0"s + most + most + "\n" + most + "x", 9000);
+  in.setRewindable(false);
+  EXPECT_TRUE(in.readStdString(262144) == most);
+  std::string line;
+  EXPECT_TRUE(in.readLine(line, 0, nullptr));
+  EXPECT_TRUE(line == most);
+  EXPECT_EQ(thrownBy([&] { in.readLine(line, 0, nullptr); }),
+            "StringTooLongException: String exceeds maximum length");
+  EXPECT_EQ(line, "");
 }
 
-}  // namespace
+TEST(BufferedInStream, nonBlockingBeginsAtACheckpointToGoBackTo) {
+  ChunkedIn in("abcdef", 2);
+  in.setRewindable(false);
+  in.skip(1);
+  in.setNonBlocking(true);
+  in.arrived = 3;
+  in.skip(2);
+  EXPECT_FALSE(in.overrun(false, 1));
+  EXPECT_EQ(in.pos(), 1);
+  in.skip(1);
+  in.setNonBlocking(false);
+  EXPECT_EQ(thrownBy([&] { in.reposition(1); }), ": Can't reposition before checkpoint");
+  in.setRewindable(false);
+  in.skip(1);
+  EXPECT_EQ(thrownBy([&] { in.skip(1); }), ": Reading from InStream would block");
+  EXPECT_EQ(in.pos(), 3);
+}
 
-TEST(InStream, primitivesReadBigEndianThroughEveryWindow) {
-  const std::string bytes("\xfe\x80\x12\x34\xff\xfe\x89\xab\xcd\xef\x80\0\0\1\2tu\0\0\0\3xyz", 25);
-  for (int window : {1, 2, 3, 4, 5, 100}) {
-    for (int bufSize : {1, 2, 3, 7, 64}) {
-      SCOPED_TRACE(testing::Message() << window << " of " << bufSize);
-      ChunkedIn in(bytes, window, bufSize);
-      in.setRewindable(false);
-      EXPECT_EQ(in.readU8(), 0xfe);
-      EXPECT_EQ(in.readS8(), -128);
-      EXPECT_EQ(in.readU16(), 0x1234);
-      EXPECT_EQ(in.readS16(), -2);
-      EXPECT_EQ(in.readU32(), 0x89abcdefu);
-      EXPECT_EQ(in.readS32(), INT32_MIN + 1);
-      EXPECT_EQ(in.readStdStringU8(), "tu");
-      EXPECT_EQ(in.readStdString(3), "xyz");
-      EXPECT_EQ(in.pos(), 24);
-      EXPECT_EQ(thrownBy([&] { in.readU16(); }), "EndOfStream: End of ChunkedIn");
-    }
+TEST(BufferedInStream, readingOnWithoutACheckpointOverrunsTheBuffer) {
+  const std::string bytes = patternBytes(50000);
+  ChunkedIn in(bytes, 300);
+  EXPECT_TRUE(readText(in, 16800) == bytes.substr(0, 16800));
+  EXPECT_EQ(thrownBy([&] { in.readU8(); }), ": InStream overrun: buffer size exceeded");
+  for (int at = 16800; at < 50000; at += 100) {
+    EXPECT_EQ(in.checkpoint(), at);
+    ASSERT_EQ(readText(in, 100), bytes.substr(static_cast<size_t>(at), 100));
   }
 }
 
-TEST(InStream, stringLengthIsCheckedBeforeTheTextIsRead) {
-  struct {
-    uint32_t length;
-    int maxLen;
-  } const tooLong[] = {{1, 0}, {6, 5}, {0x80000000u, INT_MAX}, {0xffffffffu, INT_MAX}, {0, -1}};
-  for (const auto& row : tooLong) {
-    ChunkedIn in(lengthWord(row.length) + "hello!", 100);
-    EXPECT_EQ(thrownBy([&] { in.readString(row.maxLen); }),
-              "StringTooLongException: String exceeds maximum length");
-    EXPECT_EQ(in.pos(), 4);
-  }
-  ChunkedIn in(lengthWord(0) + lengthWord(5) + "hello", 100);
-  EXPECT_EQ(in.readStdString(0), "");
-  EXPECT_EQ(in.readStdString(5), "hello");
+TEST(BufferedInStream, positionsWrapBeyondTwoGiB) {
+  struct : rdr::BufferedInStream {
+    int readData(uint8_t*, int len) override { return len; }
+  } in;
+  in.setRewindable(false);
+  in.skip(INT_MAX - 100);
+  in.setRewindable(true);
+  EXPECT_EQ(in.checkpoint(), INT_MAX - 100);
+  in.skip(200);
+  EXPECT_EQ(in.pos(), INT_MIN + 99);
+  in.reposition(INT_MIN + 9);
+  EXPECT_EQ(in.pos(), INT_MIN + 9);
 }
 
-TEST(InStream, badUtf8IsRepairedOnlyOnRequest) {
-  const std::string bad("a\xff\0b\xc3", 5);
-  for (bool validate : {false, true}) {
-    ChunkedIn in(std::string("\5") + bad + bad + "\n", 2);
-    EXPECT_EQ(in.readStdStringU8(validate),
-              validate ? std::string("a\xef\xbf\xbd\0b\xef\xbf\xbd", 9) : bad);
-    std::string line;
-    EXPECT_EQ(in.readLine(line, 0, nullptr, validate), !validate);
-    EXPECT_EQ(line.size(), validate ? 9u : 5u);
-  }
+TEST(BufferedInStream, movingTakesTheBufferAlong) {
+  ChunkedIn first("abcd", 2);
+  first.skip(1);
+  first.setTrace(true);
+  ChunkedIn second(std::move(first));
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(readText(second, 3), "bcd");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), " <-- 63 64 " + std::string(46, ' ') + "cd\n");
+  second.rewind();
+  EXPECT_EQ(second.readU8(), 'a');
+  EXPECT_THROW(first.readU8(), plat::Exception);  // NOLINT(bugprone-use-after-move)
 }
 
-TEST(InStream, linesEndAtLineFeedOrAtTheEnd) {
-  for (int window : {1, 2, 100}) {
-    SCOPED_TRACE(window);
-    ChunkedIn in("abc\r\n\n\r1\r2\nlast", window);
-    std::string line = "old";
-    for (const char* expected : {"abc", "", "12", "last"}) {
-      EXPECT_TRUE(in.readLine(line, 4, nullptr));
-      EXPECT_EQ(line, expected);
-    }
-    EXPECT_THROW(in.readLine(line, 4, nullptr), rdr::EndOfStream);
-  }
-}
-
-TEST(InStream, lineAboveTheMaximumIsRefused) {
-  struct {
-    size_t length;
-    int maxLen;
-    bool fits;
-  } const rows[] = {{3, 3, true}, {4, 3, false}, {262144, 0, true}, {262145, 0, false}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.length);
-    ChunkedIn in(std::string(row.length, 'x') + "\r\n", 5000);
-    in.setRewindable(false);
-    std::string line;
-    if (row.fits) {
-      EXPECT_TRUE(in.readLine(line, row.maxLen, nullptr));
-      EXPECT_EQ(line.size(), row.length);
-    } else {
-      EXPECT_THROW(in.readLine(line, row.maxLen, nullptr), rdr::StringTooLongException);
-      EXPECT_TRUE(line.empty());
-    }
-  }
-}
-
-TEST(InStream, boundedRandomValueSkipsTheBiasedOnesNineTimesAtMost) {
-  // 2^32 mod 3 is 1: the value 0 alone is below the threshold.
-  ChunkedIn in(lengthWord(0) + lengthWord(0) + lengthWord(5) + std::string(36, '\0') +
-                   lengthWord(0xffffffffu),
-               100);
-  EXPECT_EQ(in.readBoundedU32(3), 2u);
-  EXPECT_EQ(in.pos(), 12);
-  EXPECT_EQ(in.readBoundedU32(3), 0u);
-  EXPECT_EQ(in.pos(), 48);
-  EXPECT_EQ(in.readBoundedU32(0), 0xffffffffu);
+TEST(FramedInStream, messageStartsWhenItsHeaderIsThere) {
+  ChunkedIn in(
+      "\x80\3"
+      "abc",
+      9),
+      next(
+          "\x80\1"
+          "d",
+          9);
+  rdr::InStreamV4 framed(&in);
+  in.arrived = 1;
+  EXPECT_FALSE(framed.startMsg(false));
+  EXPECT_EQ(thrownBy([&] { framed.startMsg(true); }), ": Reading from InStream would block");
+  in.arrived = 4;
+  EXPECT_TRUE(framed.startMsg(false));
+  EXPECT_TRUE(framed.startMsg(false));
+  EXPECT_EQ(thrownBy([&] { framed.endMsg(); }),
+            "FrameException: FramedInStream::endMsg: data left in msg");
+  framed.setUnderlying(&next);
+  EXPECT_FALSE(framed.inMsg());
+  framed.setRewindable(false);
+  framed.rewind();
+  EXPECT_TRUE(framed.startMsg(true));
+  EXPECT_EQ(thrownBy([&] { framed.rewind(); }), ": Attempt to rewind a non-rewindable stream");
+  std::string line;
+  EXPECT_TRUE(framed.readLine(line, 0, nullptr));
+  EXPECT_EQ(line, "d") << "the end of the message ends its last line";
+  EXPECT_EQ(thrownBy([&] { framed.readLine(line, 0, nullptr); }), "EndOfMsg: End of message");
 }

@@ -27,6 +27,23 @@ inline std::string patternBytes(size_t length) {
   return bytes;
 }
 
+// Of the alphabet, over and over, from the one with this index on.
+inline std::string letters(int from, int length) {
+  std::string text;
+  for (int i = 0; i < length; ++i) text += static_cast<char>('a' + (from + i) % 26);
+  return text;
+}
+
+inline void writeText(rdr::OutStream& out, const std::string& bytes) {
+  out.writeBytes(bytes.data(), static_cast<int>(bytes.size()));
+}
+
+inline std::string readText(rdr::InStream& in, size_t length) {
+  std::string bytes(length, '\0');
+  in.readBytes(bytes.data(), static_cast<int>(length));
+  return bytes;
+}
+
 // Hands out its bytes at most `window` at a time. What lies beyond `arrived` has not
 // come yet: reading it returns nothing, as from a non-blocking source.
 class ChunkedIn : public rdr::BufferedNonBlockableInStream {
@@ -58,11 +75,13 @@ class ChokedOut : public rdr::BufferedLazyOutStream {
   explicit ChokedOut(int size = -1, int maxSize = -1) : BufferedLazyOutStream(size, maxSize) {}
 
   std::string delivered;
+  std::string asked;  // 'b' for each blocking write, 'n' for each other one
   int window = INT_MAX;
   int room = INT_MAX;
 
  protected:
-  int writeData(const uint8_t* buf, int len, bool) override {
+  int writeData(const uint8_t* buf, int len, bool needWrite) override {
+    asked += needWrite ? 'b' : 'n';
     int count = std::min({len, window, room});
     delivered.append(reinterpret_cast<const char*>(buf), static_cast<size_t>(count));
     if (room != INT_MAX) room -= count;
