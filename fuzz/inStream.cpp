@@ -242,6 +242,29 @@ void checkMisuse(rdr::InStream& in) {
   PLAT_ASSERT(in.nUnread() == 0);
 }
 
+// A stream with a buffer of 8 bytes, of which some are taken, is given a block.
+void checkBlock(fuzz::Input& input) {
+  const int buffered = input.number(1, 8), taken = input.number(0, buffered);
+  const bool rewindable = input.flag();
+  const int room = 8 - buffered + (rewindable ? 0 : taken);
+  const int length = input.number(0, 10), missing = input.number(0, 2) / 2;
+  fakes::ChunkedIn in(fakes::letters(0, buffered), 8, 8);
+  in.overrun(true, 1);
+  in.skip(taken);
+  in.setRewindable(rewindable);
+  std::string block = std::string("\0\0\0", 3) + static_cast<char>(length);
+  block += fakes::letters(buffered, length);
+  block.resize(block.size() - static_cast<size_t>(missing));
+  rdr::MemInStream source(block.data(), static_cast<int>(block.size()));
+  const std::string refusal = fuzz::refusal([&] { in.readFrom(source); });
+  const bool fits = length <= room && missing == 0;
+  PLAT_ASSERT(refusal.empty() == fits);
+  PLAT_ASSERT((refusal == ": Too much data for InStream buffer") == (length > room));
+  const int left = buffered - taken + (fits ? length : 0);
+  PLAT_ASSERT(in.nUnread() == left);
+  PLAT_ASSERT(fakes::readText(in, static_cast<size_t>(left)) == fakes::letters(taken, left));
+}
+
 // Reads until the stream throws.
 void check(rdr::InStream& in, fakes::ChunkedIn* chunked, const std::string& bytes, int bufSize,
            size_t arrivals, fuzz::Input& input) {
@@ -307,6 +330,8 @@ void check(rdr::InStream& in, fakes::ChunkedIn* chunked, const std::string& byte
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   fuzz::Input input(data, size);
+  fuzz::Input again = input;
+  checkBlock(again);
   const std::string bytes = input.bytes(input.left() / 2);
   const auto length = static_cast<int>(bytes.size());
   const bool rewindable = input.flag();

@@ -53,7 +53,11 @@ class Writer {
         input.flag() || limited ? static_cast<rdr::OutStream*>(&memory) : &choked;
     out = below;
     filter = limited ? 0 : input.number(0, 3);
-    if (filter == 1) chain = std::make_unique<rdr::GatheringOutStream>(below, size);
+    if (filter == 1) {
+      auto made = std::make_unique<rdr::GatheringOutStream>(below, size);
+      gathering = made.get();
+      chain = std::move(made);
+    }
     if (filter >= 2) {
       if (input.flag()) below = &windows;
       chain = std::make_unique<rdr::ZlibOutStream>(below, input.flag() ? size : 0,
@@ -136,6 +140,13 @@ class Writer {
         return;
       case 14:
         if (out == &memory) change(value);
+        if (gathering) {
+          const int kept = out->innermost()->length();
+          lost += static_cast<int>(expected.size()) - kept;
+          expected.resize(static_cast<size_t>(kept));
+          gathering->drop();
+          check();
+        }
         return;
       case 7:
       case 8:
@@ -216,6 +227,10 @@ class Writer {
         PLAT_ASSERT(!fits(static_cast<size_t>(item)));
       } else {
         PLAT_ASSERT(item > (chain ? size : chokedMost));
+        const std::string exceeded = filter == 1   ? ": GatheringOutStream overrun: max itemSize"
+                                     : filter >= 2 ? ": ZlibOutStream overrun: max itemSize"
+                                                   : ": BufferedOutStream overrun: buffer size";
+        PLAT_ASSERT(refusal == exceeded + " exceeded");
       }
       return;
     }
@@ -254,11 +269,13 @@ class Writer {
   }
 
   void check() {
-    PLAT_ASSERT(out->length() == static_cast<int>(expected.size()));
+    PLAT_ASSERT(out->length() == lost + static_cast<int>(expected.size()));
     if (out == &memory) {
       PLAT_ASSERT(fakes::bytesOf(memory) == expected);
       PLAT_ASSERT(out->freeSpace() == (limited ? std::max(most - out->length(), 0) : INT_MAX));
     }
+    if (chain)
+      PLAT_ASSERT(out->freeSpace() == out->innermost()->freeSpace() / (filter == 1 ? 1 : 2));
     if (limited) PLAT_ASSERT(out->nFree() <= out->freeSpace());
     PLAT_ASSERT(choked.freeSpace() + choked.pendingBytes() == chokedMost);
     PLAT_ASSERT(static_cast<int>(choked.delivered.size()) + choked.pendingBytes() ==
@@ -277,6 +294,8 @@ class Writer {
   std::unique_ptr<rdr::OutStream> chain;
   rdr::OutStream* out;
   int filter = 0;
+  rdr::GatheringOutStream* gathering = nullptr;
+  int lost = 0;  // bytes that were dropped
   std::string expected;
 };
 
