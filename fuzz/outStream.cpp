@@ -25,6 +25,7 @@ class Windows : public rdr::OutStream {
   }
   int length() const override { return static_cast<int>(ptr - block.data()); }
   int freeSpace() const override { return INT_MAX; }
+  bool shutdown() override { return true; }
   int overrun(int itemSize, int) override {
     PLAT_ASSERT(itemSize == 6 && nFree() < 6);
     end = ptr + window;
@@ -74,6 +75,7 @@ class Writer {
                           : out->innermost() == &windows ? windows.bytes()
                                                          : fakes::bytesOf(memory);
     PLAT_ASSERT(out->pendingBytes() == 0);
+    PLAT_ASSERT(out->shutdown() == (out->innermost() == &windows));
     if (filter >= 2 && !arrived.empty()) arrived = fakes::Inflater(filter == 3).take(arrived);
     PLAT_ASSERT(arrived == expected);
   }

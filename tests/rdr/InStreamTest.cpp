@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <utility>
-
 #include "base/rdr/InStreamV4.h"
 #include "tests/support/streams.h"
 
@@ -17,8 +15,7 @@ TEST(InStream, textAboveItsMaximumIsRefused) {
   in.setRewindable(false);
   EXPECT_TRUE(in.readStdString(262144) == most);
   std::string line;
-  EXPECT_TRUE(in.readLine(line, 0, nullptr));
-  EXPECT_TRUE(line == most);
+  EXPECT_TRUE(in.readLine(line, 0, nullptr) && line == most);
   EXPECT_EQ(thrownBy([&] { in.readLine(line, 0, nullptr); }),
             "StringTooLongException: String exceeds maximum length");
   EXPECT_EQ(line, "");
@@ -79,21 +76,13 @@ TEST(BufferedInStream, movingTakesTheBufferAlong) {
 }
 
 TEST(FramedInStream, messageStartsWhenItsHeaderIsThere) {
-  ChunkedIn in(
-      "\x80\3"
-      "abc",
-      9),
-      next(
-          "\x80\1"
-          "d",
-          9);
+  ChunkedIn in("\x80\3abc", 9), next("\x80\1d", 9);
   rdr::InStreamV4 framed(&in);
   in.arrived = 1;
   EXPECT_FALSE(framed.startMsg(false));
   EXPECT_EQ(thrownBy([&] { framed.startMsg(true); }), ": Reading from InStream would block");
   in.arrived = 4;
-  EXPECT_TRUE(framed.startMsg(false));
-  EXPECT_TRUE(framed.startMsg(false));
+  EXPECT_TRUE(framed.startMsg(false) && framed.startMsg(false));
   EXPECT_EQ(thrownBy([&] { framed.endMsg(); }),
             "FrameException: FramedInStream::endMsg: data left in msg");
   framed.setUnderlying(&next);
