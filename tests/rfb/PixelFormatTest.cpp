@@ -2,130 +2,158 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <array>
+#include <bit>
+#include <cmath>
+#include <random>
 
 #include "base/rdr/Exceptions.h"
 #include "base/rdr/MemInStream.h"
 #include "base/rdr/MemOutStream.h"
-#include "base/rfb/ColorCubeOrth.h"
+#include "base/rfb/ColourMap.h"
 #include "tests/rfb/formats.h"
 
 using formats::bigEndian;
 using formats::text;
-using rfb::Colour;
 using rfb::PixelFormat;
 
-TEST(PixelFormat, descriptionNamesTheLayout) {
-  const std::pair<PixelFormat, const char*> table[] = {
-      {bigEndian(PixelFormat::rgb555()), "depth 15 (16 bpp) big-endian rgb555"},
-      {PixelFormat::nativeBGR888(), "depth 24 (32 bpp) little-endian bgr888"},
-      {PixelFormat::nativeARGB8888(), "depth 32 (32 bpp) little-endian argb8888"},
-      {PixelFormat(16, 16, false, true, 15, 15, 15, 4, 8, 12, 0, 15),
-       "depth 16 (16 bpp) little-endian bgra4444"},
-      {PixelFormat(255, 255, true, true, 65535, 65535, 65535, 255, 255, 255, 255, 65535),
-       "depth 255 (255 bpp) big-endian rgb max 65535,65535,65535 shift 255,255,255 alpha max "
-       "65535 shift 255"}};
-  for (const auto& [pf, expected] : table) EXPECT_EQ(text(pf), expected);
+namespace {
 
-  char nearlyFull[128];
-  std::string start(120, 'x');
-  strcpy(nearlyFull, start.c_str());
+// As a PixelFormat lies in memory; the channels in the order "rgba".
+struct Fields {
+  uint8_t bpp = 32, depth = 0, bigEndian = 0, trueColour = 1;
+  uint16_t max[4] = {};
+  uint8_t shift[4] = {};
+
+  operator PixelFormat() const { return std::bit_cast<PixelFormat>(*this); }
+};
+
+// Changed in one byte.
+PixelFormat changed(const PixelFormat& pf, int byte) {
+  auto bytes = std::bit_cast<std::array<uint8_t, 16>>(pf);
+  bytes[byte] ^= 1;
+  return std::bit_cast<PixelFormat>(bytes);
+}
+
+uint32_t nearest(double value, int max, int newMax) {
+  return max ? std::lround(value * newMax / max) : 0;
+}
+
+}  // namespace
+
+TEST(PixelFormat, equalityIgnoresWhatMakesNoDifference) {
+  const PixelFormat map(32, 8, false, false, 1, 2, 3, 4, 5, 6);
+  for (const PixelFormat& pf : {PixelFormat::argb8888(), PixelFormat::rgb222(), map}) {
+    for (int byte = 0; byte < 16; ++byte) {
+      const bool ignored = byte == 2 ? pf.bpp == 8 : byte > 3 && !pf.trueColour;
+      EXPECT_EQ(pf == changed(pf, byte), ignored) << text(pf) << " " << byte;
+    }
+  }
+}
+
+TEST(PixelFormat, randomFormatsAreJudgedAndScaleColoursByTheirFields) {
+  std::mt19937 random;
+  for (int i = 0; i < 100000; ++i) {
+    Fields fields{static_cast<uint8_t>(random() % 10 * 4), static_cast<uint8_t>(random() % 36)};
+    fields.trueColour = random() % 4 > 0;
+    bool isValid = fields.bpp % 8 == 0 && fields.depth > 0 && fields.depth <= fields.bpp &&
+                   fields.bpp <= 32 && (fields.trueColour || fields.depth <= 8);
+    for (int channel = 0; channel < 4; ++channel) {
+      const int bits = random() % 3 ? random() % 17 : 8, shift = random() % (i % 8 * 4 + 2);
+      fields.max[channel] = (1 << bits) - 1;
+      fields.shift[channel] = i % 3 ? shift : shift / 8 * 8;
+      isValid &= !fields.trueColour || fields.shift[channel] + bits <= fields.bpp;
+    }
+    const PixelFormat pf(fields), swapped = bigEndian(pf);
+    ASSERT_EQ(pf.isValid(), isValid) << text(pf);
+    if (!isValid || !pf.trueColour) continue;
+
+    const uint32_t pixel = random(), reversed = swapped.storedPixel(pixel);
+    const int colour[] = {static_cast<int>(random() % 256), 255, static_cast<int>(random() % 256)};
+    rfb::Colour c, c2, c3;
+    pf.rgbFromPixel(pixel, &c, nullptr);
+    uint32_t made = 0;
+    for (int channel : {0, 1, 2}) {
+      const int max = fields.max[channel], shift = max ? fields.shift[channel] : 0;
+      const int component = std::array{c.red, c.green, c.blue}[channel];
+      ASSERT_EQ(component, nearest(pixel >> shift & max, max, 255)) << text(pf);
+      made |= nearest(colour[channel], 255, max) << shift;
+    }
+    ASSERT_EQ(pf.pixelFromRGB({colour[0], colour[1], colour[2]}, nullptr), made) << text(pf);
+
+    // The same of the same bytes, of which a little-endian format may not exist.
+    PixelFormat native = swapped;
+    const bool exists = native.makeNativeEndian();
+    ASSERT_EQ(exists, pf.bpp == 8 || pf.hasByteChannels()) << text(pf);
+    ASSERT_TRUE(exists ? native.isNativeEndian() && native.isValid() : native == swapped);
+    if (pf.bpp == 24) continue;
+    swapped.rgbFromPixel(reversed, &c2, nullptr);
+    native.rgbFromPixel(reversed, &c3, nullptr);
+    ASSERT_TRUE(c == c2 && c == c3) << text(pf);
+  }
+}
+
+TEST(PixelFormat, descriptionNamesChannelsThatFillTheDepthInOrder) {
+  for (const std::string names : {"rgb", "bgr", "rgba", "bgra", "argb", "abgr"}) {
+    for (const std::string widths : {"5651", "8888", "1234", "4321"}) {
+      Fields fields;
+      for (int i = names.size() - 1; i >= 0; --i) {
+        const int channel = std::string("rgba").find(names[i]), width = widths[i] - '0';
+        fields.max[channel] = (1 << width) - 1;
+        fields.shift[channel] = fields.depth;
+        fields.depth += width;
+      }
+      EXPECT_EQ(text(fields), "depth " + std::to_string(fields.depth) + " (32 bpp) little-endian " +
+                                  names + widths.substr(0, names.size()));
+      for (int byte = 1; byte < (names.size() == 3 ? 15 : 16); ++byte) {
+        const std::string other = byte == 2 ? " big-endian " : byte == 3 ? " colour-map" : " max ";
+        EXPECT_NE(text(changed(fields, byte)).find(other), std::string::npos) << names << byte;
+      }
+    }
+  }
+  EXPECT_EQ(text(PixelFormat(255, 255, true, true, 65535, 65535, 65535, 255, 255, 255, 255, 65535)),
+            "depth 255 (255 bpp) big-endian rgb max 65535,65535,65535 shift 255,255,255 alpha max "
+            "65535 shift 255");
+  char nearlyFull[128] = {};
+  memset(nearlyFull, 'x', 120);
   PixelFormat().print(nearlyFull);
-  EXPECT_EQ(nearlyFull, start + "depth 8");
+  EXPECT_EQ(nearlyFull, std::string(120, 'x') + "depth 8");
 }
 
 TEST(PixelFormat, parseTakesShortNamesOnly) {
   const std::pair<const char*, const char*> table[] = {
-      {"rgb565", "depth 16 (16 bpp) little-endian rgb565"},
       {"BGR233", "depth 8 (8 bpp) bgr233"},
+      {"rgb531", "depth 9 (16 bpp) little-endian rgb531"},
+      {"bgr196", "depth 16 (16 bpp) little-endian bgr196"},
+      {"rgb467", "depth 17 (32 bpp) little-endian rgb467"},
       {"rGb999", "depth 27 (32 bpp) little-endian rgb999"},
-      {"PAL8", "depth 8 (8 bpp) colour-map"}};
+      {"PAL8", "depth 8 (8 bpp) colour-map"},
+      {"pal1", "depth 1 (8 bpp) colour-map"}};
   for (const auto& [name, expected] : table) {
     PixelFormat pf = bigEndian(PixelFormat::bgr888());
-    EXPECT_TRUE(pf.parse(name) && pf.isValid()) << name;
+    EXPECT_TRUE(pf.parse(name) && pf.isValid() && !pf.bigEndian) << name;
     EXPECT_EQ(text(pf), expected);
   }
-  for (const char* name : {"pal9", "pal0", "pal", "pal8x", "rgb5650", "rgb056", "rgb5:5", "rgb56",
-                           "xyz565", "", static_cast<const char*>(nullptr)}) {
+  for (const char* name : {"pal9", "pal0", "pal", "pal8x", "rgb5650", "rgb056", "rgb506", "rgb560",
+                           "rgb5:5", "rgb56", "xyz565", "", static_cast<const char*>(nullptr)}) {
     EXPECT_FALSE(PixelFormat().parse(name)) << (name ? name : "null");
   }
 }
 
-TEST(PixelFormat, isValidChecksSizesAndFields) {
-  const auto rgb565 = [](int bpp, int depth, int redShift = 11, int alphaMax = 0) {
-    return PixelFormat(bpp, depth, false, true, 31, 63, 31, redShift, 5, 0, 16, alphaMax);
-  };
-  const auto map = [](int bpp, int depth) {
-    return PixelFormat(bpp, depth, false, false, 0, 0, 0, 0, 0, 0);
-  };
-  const PixelFormat valid[] = {rgb565(16, 16), map(32, 8),
-                               PixelFormat(16, 16, false, true, 0, 63, 31, 16, 5, 0)};
-  for (const PixelFormat& pf : valid) EXPECT_TRUE(pf.isValid()) << text(pf);
-  const PixelFormat invalid[] = {rgb565(16, 0), rgb565(16, 17),     rgb565(12, 12),
-                                 rgb565(8, 8),  rgb565(16, 16, 12), rgb565(16, 16, 11, 1),
-                                 map(16, 9)};
-  for (const PixelFormat& pf : invalid) EXPECT_FALSE(pf.isValid()) << text(pf);
-}
-
-TEST(PixelFormat, nativeFormatReadsTheSameColoursFromTheSameBytes) {
-  PixelFormat argb = bigEndian(PixelFormat::argb8888()), native = argb;
-  ASSERT_TRUE(native.makeNativeEndian());
-  EXPECT_FALSE(native.bigEndian);
-  EXPECT_EQ(native.alphaShift, 0);
-  for (uint32_t pixel : {0x44332211u, 0x80ff0001u}) {
-    Colour before, after;
-    argb.rgbFromPixel(pixel, &before, nullptr);
-    native.rgbFromPixel(pixel, &after, nullptr);
-    EXPECT_EQ(before, after);
-  }
-  // Without red; its shift used to become 248.
-  PixelFormat noRed(16, 16, true, true, 0, 255, 255, 16, 8, 0);
-  EXPECT_TRUE(noRed.makeNativeEndian() && noRed.isValid());
-  EXPECT_TRUE(noRed == PixelFormat(16, 16, false, true, 0, 255, 255, 16, 0, 8));
-  PixelFormat packed = bigEndian(PixelFormat::rgb565());
-  EXPECT_FALSE(packed.makeNativeEndian());
-  EXPECT_TRUE(packed == bigEndian(PixelFormat::rgb565()));
-  EXPECT_FALSE(packed == PixelFormat::rgb565());
-}
-
-TEST(PixelFormat, coloursScaleToTheNearestAndBack) {
-  PixelFormat pf = PixelFormat::rgb565();
-  EXPECT_EQ(pf.pixelFromRGB({255, 128, 128}, nullptr), 31u << 11 | 32u << 5 | 16u);
-  Colour c;
-  for (uint32_t pixel = 0; pixel < 0x10000; ++pixel) {
-    pf.rgbFromPixel(pixel, &c, nullptr);
-    ASSERT_EQ(pf.pixelFromRGB(c, nullptr), pixel);
-  }
-  bigEndian(pf).rgbFromPixel(0x00f8, &c, nullptr);
-  EXPECT_EQ(c, (Colour{255, 0, 0}));
-  PixelFormat noGreen(32, 16, false, true, 255, 0, 255, 8, 32, 0);
-  noGreen.rgbFromPixel(0xffffffff, &c, nullptr);
-  EXPECT_EQ(c, (Colour{255, 0, 255}));
-  EXPECT_EQ(noGreen.pixelFromRGB({1, 255, 2}, nullptr), 0x0102u);
-
-  rfb::ColorCubeOrth cube(2, 2, 2);
-  PixelFormat map = PixelFormat::colourMap8();
-  map.rgbFromPixel(5, &c, &cube);
-  map.rgbFromPixel(0xffffffff, &c, &cube);  // no entry: leaves the colour
-  EXPECT_EQ(c, (Colour{255, 0, 255}));
-  EXPECT_EQ(map.pixelFromRGB({200, 100, 0}, &cube), 4u);
-}
-
 TEST(PixelFormat, wireFormKeepsOnlyAnAlphaThatDepthAccountsFor) {
-  rdr::MemOutStream os;
-  PixelFormat(32, 32, true, true, 0x102, 0x304, 0x506, 7, 8, 9, 10, 0xb0c).write(os);
-  const uint8_t expected[] = {32, 32, 1, 1, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 0xb, 0xc};
-  ASSERT_EQ(os.length(), 16);
-  EXPECT_EQ(memcmp(os.data(), expected, 16), 0);
-  for (int depth : {24, 32}) {
-    rdr::MemOutStream wire;
-    PixelFormat(32, depth, false, true, 255, 255, 255, 16, 8, 0, 24, 255).write(wire);
-    PixelFormat read;
-    rdr::MemInStream cut(wire.data(), 15), whole(wire.data(), 16);
-    EXPECT_THROW(read.read(cut), rdr::EndOfStream);
-    EXPECT_TRUE(read == PixelFormat());
-    read.read(whole);
-    EXPECT_TRUE(read ==
-                (depth == 32 ? PixelFormat::nativeARGB8888() : PixelFormat::nativeRGB888()));
+  for (uint8_t depth = 0; depth < 20; ++depth) {
+    for (uint8_t alphaMax : {0, 1, 15}) {
+      uint8_t wire[] = {32, depth, 1, 1, 1, 1, 0, 7, 3, 0, 7, 8, 9, 10, 0, alphaMax};
+      rdr::MemInStream cut(wire, 15), whole(wire, 16);
+      PixelFormat read;
+      EXPECT_THROW(read.read(cut), rdr::EndOfStream);
+      EXPECT_TRUE(read == PixelFormat());
+      read.read(whole);
+      EXPECT_TRUE(read.bigEndian && read.redMax == 0x101 && read.greenShift == 8);
+      if (depth != 2 + 3 + 2 + std::popcount(alphaMax) || alphaMax == 0) memset(wire + 13, 0, 3);
+      rdr::MemOutStream written;
+      read.write(written);
+      EXPECT_EQ(memcmp(written.data(), wire, 16), 0) << +depth << " " << +alphaMax;
+    }
   }
 }
