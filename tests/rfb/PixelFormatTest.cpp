@@ -4,7 +4,6 @@
 
 #include <array>
 #include <bit>
-#include <cmath>
 #include <random>
 
 #include "base/rdr/Exceptions.h"
@@ -14,6 +13,7 @@
 #include "tests/rfb/formats.h"
 
 using formats::bigEndian;
+using formats::nearest;
 using formats::text;
 using rfb::PixelFormat;
 
@@ -33,10 +33,6 @@ PixelFormat changed(const PixelFormat& pf, int byte) {
   auto bytes = std::bit_cast<std::array<uint8_t, 16>>(pf);
   bytes[byte] ^= 1;
   return std::bit_cast<PixelFormat>(bytes);
-}
-
-uint32_t nearest(double value, int max, int newMax) {
-  return max ? std::lround(value * newMax / max) : 0;
 }
 
 }  // namespace

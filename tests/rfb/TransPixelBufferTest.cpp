@@ -3,35 +3,27 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <optional>
 #include <random>
-#include <string>
-#include <vector>
 
 #include "base/rfb/ManagedPixelBuffer.h"
+#include "base/rfb/byteOrderOps.h"
 #include "tests/rfb/formats.h"
-#include "tests/support/streams.h"
+#include "tests/support/thrownBy.h"
 
-using fakes::thrownBy;
 using formats::bigEndian;
+using formats::nearest;
 using formats::text;
 using rfb::Colour;
-using rfb::FullFramePixelBuffer;
 using rfb::PixelFormat;
 using rfb::Rect;
 using rfb::TransPixelBuffer;
 
 namespace {
 
-// Three bytes red, green, blue in memory.
-const PixelFormat kPage(24, 24, false, true, 255, 255, 255, 0, 8, 16);
-
-class RandomMap : public rfb::ColourMapRW {
- public:
-  explicit RandomMap(unsigned seed, int newCount = 256) : count(newCount) {
-    std::mt19937 random(seed);
-    const auto channel = [&] { return static_cast<int>(random() % 256); };
-    for (Colour& c : entries) c = {channel(), channel(), channel()};
+struct RandomMap : rfb::ColourMapRW {
+  explicit RandomMap(int newCount) : count(newCount) {
+    std::mt19937 random(newCount);
+    for (Colour& c : entries) c = {int(random() % 256), int(random() % 256), int(random() % 256)};
   }
   void getColour(int index, Colour* c) const override {
     ++reads;
@@ -45,55 +37,38 @@ class RandomMap : public rfb::ColourMapRW {
   mutable int reads = 0;
 };
 
-constexpr int kWidth = 37, kHeight = 5, kStride = 41;
-
 // Random pixels in exactly the memory that they need.
-struct Source {
-  Source(const PixelFormat& pf, rfb::ColourMap* map, unsigned seed = 1)
-      : bytes(static_cast<size_t>((kStride * (kHeight - 1) + kWidth) * pf.bpp / 8)),
-        buffer(pf, Rect(0, 0, kWidth, kHeight), map, bytes.data(), kStride) {
-    std::mt19937 random(seed);
+struct Source : rfb::FullFramePixelBuffer {
+  Source(const PixelFormat& newPF, int x, int w, rfb::ColourMap* map)
+      : FullFramePixelBuffer(newPF, Rect(x, 2, x + w, 7), map, nullptr, w + 4),
+        bytes((5 * w + 16) * newPF.bpp / 8) {
+    std::mt19937 random(w);
     for (uint8_t& byte : bytes) byte = static_cast<uint8_t>(random());
+    data = bytes.data();
   }
+  void grabRegion(const rfb::Region& region) override { grabbed = region.extents(); }
 
   std::vector<uint8_t> bytes;
-  FullFramePixelBuffer buffer;
+  rfb::RgnRect grabbed;
 };
 
-uint32_t reversedBytes(uint32_t pixel, int bpp) {
-  uint32_t reversed = 0;
-  for (int i = 0; i < bpp; i += 8) reversed = reversed << 8 | (pixel >> i & 0xff);
-  return reversed;
-}
-
-unsigned nearest(unsigned value, unsigned max, unsigned newMax) {
-  return max ? (2 * value * newMax + max) / (2 * max) : 0;
-}
-
-// What one channel becomes when it is scaled in one step, as wide sources are.
-uint32_t channel(uint32_t pixel, const PixelFormat& inPF, const PixelFormat& outPF,
-                 const PixelFormat* limit, decltype(&PixelFormat::redMax) maxOf,
-                 decltype(&PixelFormat::redShift) shiftOf) {
-  unsigned max = inPF.*maxOf;
-  unsigned value = max ? pixel >> inPF.*shiftOf & max : 0;
-  if (limit) {
-    value = nearest(value, max, limit->*maxOf);
-    max = limit->*maxOf;
-  }
-  return outPF.*maxOf ? nearest(value, max, outPF.*maxOf) << outPF.*shiftOf : 0;
-}
-
 uint32_t expectedPixel(uint32_t in, const PixelFormat& inPF, const rfb::ColourMap* inMap,
-                       const PixelFormat& outPF, const rfb::ColourMap* outMap, bool perChannel16,
-                       const PixelFormat* limit) {
-  uint32_t out;
-  bool oneStep =
-      inPF.trueColour && outPF.trueColour && (inPF.bpp > 16 || (inPF.bpp == 16 && perChannel16));
-  if (oneStep) {
-    using F = PixelFormat;
-    out = channel(in, inPF, outPF, limit, &F::redMax, &F::redShift) |
-          channel(in, inPF, outPF, limit, &F::greenMax, &F::greenShift) |
-          channel(in, inPF, outPF, limit, &F::blueMax, &F::blueShift);
+                       const TransPixelBuffer& trans, bool perChannel16, const PixelFormat* limit) {
+  using F = PixelFormat;
+  const F& outPF = trans.getPF();
+  const rfb::ColourMap* outMap = trans.getColourMap();
+  if (!outPF.trueColour && !outMap) return inPF.bpp == outPF.bpp ? in : 0;
+  uint32_t out = 0;
+  if (inPF.trueColour && outPF.trueColour && inPF.bpp > (perChannel16 ? 8 : 16)) {
+    // Rounded once.
+    for (const auto& [max, shift] : {std::pair(&F::redMax, &F::redShift),
+                                     {&F::greenMax, &F::greenShift},
+                                     {&F::blueMax, &F::blueShift}}) {
+      const uint32_t limitMax = limit ? limit->*max : inPF.*max;
+      const uint32_t value = inPF.storedPixel(in) >> (inPF.*shift & 31) & inPF.*max;
+      out |= nearest(nearest(value, inPF.*max, limitMax), limitMax, outPF.*max)
+             << (outPF.*shift & 31);
+    }
   } else {
     if (!inPF.trueColour) in = inPF.storedPixel(inPF.storedPixel(in) & ((1u << inPF.depth) - 1));
     Colour c;
@@ -101,88 +76,86 @@ uint32_t expectedPixel(uint32_t in, const PixelFormat& inPF, const rfb::ColourMa
     if (limit) limit->rgbFromPixel(limit->pixelFromRGB(c, nullptr), &c, nullptr);
     out = outPF.pixelFromRGB(c, outMap);
   }
-  return outPF.bigEndian && outPF.bpp > 8 ? reversedBytes(out, outPF.bpp) : out;
-}
-
-void expectTranslated(TransPixelBuffer& trans, const Source& source, rfb::ColourMap* inMap,
-                      bool perChannel16, const PixelFormat* limit) {
-  const PixelFormat& outPF = trans.getPF();
-  int outBytes = outPF.bpp / 8;
-  // The swap of bytes carries alpha and unused bits along, tables clear them.
-  uint32_t meaningful = 0xffffffff;
-  if (outPF.bpp == 32 && outPF.trueColour && source.buffer.getPF().bpp == 32) {
-    meaningful = outPF.storedPixel(outPF.pixelFromRGB({255, 255, 255}, nullptr));
-  }
-  Rect r(3, 1, 36, kHeight);
-  int stride = 0;
-  const uint8_t* pixels = trans.getPixelsR(r, &stride);
-  std::vector<uint8_t> image(static_cast<size_t>((r.height() - 1) * 35 + r.width()) * outBytes);
-  trans.getImage(image.data(), r, 35);
-  for (int y = r.tl.y; y < r.br.y; ++y) {
-    for (int x = r.tl.x; x < r.br.x; ++x) {
-      uint32_t in = source.buffer.getPixel(x, y);
-      uint32_t expected = expectedPixel(in, source.buffer.getPF(), inMap, outPF,
-                                        trans.getColourMap(), perChannel16, limit);
-      uint32_t read = 0, copied = 0;
-      memcpy(&read, pixels + ((y - r.tl.y) * stride + x - r.tl.x) * outBytes, outBytes);
-      memcpy(&copied, image.data() + ((y - r.tl.y) * 35 + x - r.tl.x) * outBytes, outBytes);
-      ASSERT_EQ(read & meaningful, expected) << "pixel " << in;
-      ASSERT_EQ(copied, read) << "pixel " << in;
-    }
-  }
+  return outPF.storedPixel(out);
 }
 
 }  // namespace
 
-TEST(TransPixelBuffer, everyPairOfFormatsConvertsColourByColour) {
-  PixelFormat map16(16, 8, true, false, 0, 0, 0, 0, 0, 0),
-      map32(32, 5, false, false, 0, 0, 0, 0, 0, 0);
-  PixelFormat map4(8, 4, false, false, 0, 0, 0, 0, 0, 0),
-      map1(8, 1, false, false, 0, 0, 0, 0, 0, 0);
-  PixelFormat reversedPage(24, 24, false, true, 255, 255, 255, 16, 8, 0);
-  PixelFormat deep(32, 30, false, true, 1023, 1023, 1023, 20, 10, 0);
-  PixelFormat noRed(32, 16, false, true, 0, 255, 255, 32, 8, 0);
-  // clang-format off
-  std::vector<PixelFormat> sources{
-      PixelFormat(), PixelFormat::rgb222(), PixelFormat::rgb111(), PixelFormat::rgb565(),
-      bigEndian(PixelFormat::rgb565()), PixelFormat::rgb888(), PixelFormat::bgr888(),
-      PixelFormat::argb8888(), kPage, reversedPage, deep, noRed, PixelFormat::colourMap8(), map4,
-      map16, map32};
-  // clang-format on
-  std::vector<PixelFormat> outputs = sources;
-  for (const PixelFormat& pf : {PixelFormat::rgb888(), kPage, PixelFormat::rgb555()}) {
-    outputs.push_back(bigEndian(pf));
-  }
-  outputs.push_back(map1);
-  RandomMap inMap(1), outMap(2, 9);
+TEST(TransPixelBuffer, anySequenceOfSettingsConvertsColourByColour) {
+  RandomMap inMap(256), outMap(9);
   rfb::ColorCubeOrth outCube(5, 7, 6);
-  for (const PixelFormat& inPF : sources) {
-    Source source(inPF, inPF.trueColour ? nullptr : &inMap);
-    for (const PixelFormat& outPF : outputs) {
-      SCOPED_TRACE(text(inPF) + " to " + text(outPF));
-      bool sameBytes = inPF == outPF && inPF.trueColour;
-      for (bool perChannel16 : {false, true}) {
-        // Big-endian sources have no such tables.
-        if (perChannel16 && (inPF.bpp != 16 || inPF.bigEndian)) continue;
-        std::vector<rfb::ColourMap*> maps{nullptr};
-        if (!outPF.trueColour) maps = {&outMap, &outCube};
-        if (!outPF.trueColour && inPF.trueColour) maps.push_back(nullptr);
-        for (rfb::ColourMap* map : maps) {
-          for (const PixelFormat* limit :
-               {static_cast<const PixelFormat*>(nullptr), &PixelFormat::rgb222()}) {
-            if (sameBytes && (!limit || limit->depth >= outPF.depth)) continue;
-            TransPixelBuffer trans(perChannel16);
-            trans.setLimitingFormat(limit);
-            trans.setColourMap(map);
-            trans.setPF(outPF);
-            trans.setSource(&source.buffer);
-            expectTranslated(trans, source, &inMap, perChannel16, limit);
-            // The buffer's own cube fits into the indexes.
-            if (!map && !outPF.trueColour) {
-              ASSERT_LE(trans.getColourMap()->size(), 1 << outPF.depth);
-            }
-            if (HasFatalFailure()) return;
-          }
+  std::vector<std::unique_ptr<Source>> sources;
+  const auto addSource = [&](const PixelFormat& pf) {
+    const int n = sources.size();
+    sources.push_back(
+        std::make_unique<Source>(pf, n, 30 + n % 7, pf.trueColour ? nullptr : &inMap));
+  };
+  for (const char* name :
+       {"bgr233", "rgb222", "rgb565", "rgb888", "bgr888", "rgb999", "pal8", "pal3"}) {
+    PixelFormat pf;
+    pf.parse(name);
+    addSource(pf);
+    addSource(bigEndian(pf));
+    pf.bpp = pf.bpp == 32 ? 24 : 32;  // too small for rgb999
+    addSource(pf);
+    addSource(bigEndian(pf));
+  }
+  addSource(PixelFormat(16, 8, true, false, 0, 0, 0, 0, 0, 0));
+  addSource(PixelFormat(32, 24, true, true, 255, 255, 255, 24, 16, 8));
+  addSource(PixelFormat(32, 16, false, true, 0, 255, 255, 32, 8, 0));
+  std::mt19937 random;
+  for (bool perChannel16 : {false, true}) {
+    TransPixelBuffer trans(perChannel16);
+    Source* source = sources[0].get();
+    const PixelFormat* limit = nullptr;
+    trans.setSource(source);
+    for (int step = 0; step < 5000; ++step) {
+      const PixelFormat oldPF = trans.getPF(), newPF = sources[random() % sources.size()]->getPF();
+      Source* newSource = sources[random() % sources.size()].get();
+      rfb::ColourMap* maps[] = {nullptr, &outMap, &outCube};
+      const int setting = random() % 6, reads = inMap.reads, choice = random() % 3;
+      const PixelFormat* newLimit = choice ? nullptr : &PixelFormat::rgb222();
+      const std::string error = fakes::thrownBy([&] {
+        if (setting < 2) trans.setSource(newSource);
+        if (setting == 2) trans.setColourMap(maps[choice]);
+        if (setting == 3) trans.setLimitingFormat(newLimit);
+        if (setting > 3) trans.setPF(newPF);
+      });
+      const PixelFormat oldIn = source->getPF(), in = setting < 2 ? newSource->getPF() : oldIn;
+      const PixelFormat out = setting > 3 ? newPF : oldPF;
+      const bool accepted = error.empty(), isValid = in.isValid() && out.isValid();
+      const char* failed = isValid        ? "'inPF.isNativeEndian()'"
+                           : in.isValid() ? "'pf."
+                                          : "'inPF.isValid()'";
+      ASSERT_TRUE(accepted ? isValid : error.find(failed) != std::string::npos) << error;
+      ASSERT_TRUE(accepted || !isValid || !in.isNativeEndian());
+      // What stays the same is not set up again.
+      const bool same = in == oldIn && out == oldPF && setting != 2 && setting != 3;
+      EXPECT_TRUE(!same || inMap.reads == reads);
+      if (accepted && setting < 2) source = newSource;
+      if (accepted && setting == 3) limit = newLimit;
+      trans.grabAll();
+      EXPECT_EQ(source->grabbed, rfb::RgnRect(source->getRect()));
+      ASSERT_TRUE(trans.getPF() == (accepted ? out : oldPF));
+
+      const Rect r(trans.getRect().tl.x + random() % 9, 2 + random() % 3, trans.getRect().br.x, 7);
+      int stride = 0;
+      uint8_t image[40 * 5 * 4], *pixels = const_cast<uint8_t*>(trans.getPixelsR(r, &stride));
+      trans.getImage(image, r, step % 2 * 40);
+      rfb::FullFramePixelBuffer read(trans.getPF(), r, nullptr, pixels, stride);
+      rfb::FullFramePixelBuffer copied(trans.getPF(), r, nullptr, image, step % 2 * 40);
+      // Alpha and unused bits are carried along or cleared.
+      const PixelFormat& pf = trans.getPF();
+      const uint32_t colour = pf.storedPixel(pf.pixelFromRGB({255, 255, 255}, nullptr));
+      const uint32_t mask = pf.trueColour ? colour : ~0u;
+      for (int y = r.tl.y; y < r.br.y; ++y) {
+        for (int x = r.tl.x; x < r.br.x; ++x) {
+          ASSERT_EQ(read.getPixel(x, y) & mask,
+                    expectedPixel(source->getPixel(x, y), source->getPF(), &inMap, trans,
+                                  perChannel16, limit) &
+                        mask)
+              << text(source->getPF()) << " to " << text(pf);
+          ASSERT_EQ(copied.getPixel(x, y), read.getPixel(x, y));
         }
       }
     }
@@ -190,78 +163,52 @@ TEST(TransPixelBuffer, everyPairOfFormatsConvertsColourByColour) {
 }
 
 TEST(TransPixelBuffer, byteLayoutChangesCarryAlphaAlong) {
-  const std::pair<PixelFormat, PixelFormat> table[] = {
-      {PixelFormat::nativeARGB8888(), PixelFormat::nativeABGR8888()},
-      {PixelFormat(32, 24, true, true, 255, 255, 255, 24, 16, 8), PixelFormat::rgb888()}};
-  for (const auto& [in, out] : table) {
-    std::vector<uint8_t> from{1, 2, 3, 4}, to(4);
-    FullFramePixelBuffer source(in, Rect(0, 0, 1, 1), nullptr, from.data(), 0);
-    TransPixelBuffer trans(false);
-    trans.setPF(out);
-    trans.setSource(&source);
-    trans.getImage(to.data(), Rect(0, 0, 1, 1), 0);
-    EXPECT_EQ(to, (std::vector<uint8_t>{3, 2, 1, 4})) << text(in);
-  }
-}
-
-TEST(TransPixelBuffer, refusedFormatsKeepWhatWasSetUp) {
-  PixelFormat invalid = PixelFormat::rgb888();
-  invalid.depth = 0;
-  Source source(kPage, nullptr), invalidSource(invalid, nullptr);
-  Source swapped(bigEndian(PixelFormat::rgb565()), nullptr);
-  TransPixelBuffer trans(true);
-  trans.setSource(&source.buffer);
-  trans.setPF(PixelFormat::rgb565());
-  EXPECT_NE(thrownBy([&] { trans.setPF(invalid); }), "");
-  EXPECT_NE(thrownBy([&] { trans.setSource(&invalidSource.buffer); }), "");
-  EXPECT_NE(thrownBy([&] { trans.setSource(&swapped.buffer); }), "");
-  EXPECT_TRUE(trans.getPF() == PixelFormat::rgb565());
-  expectTranslated(trans, source, nullptr, true, nullptr);
-}
-
-TEST(TransPixelBuffer, tableIsBuiltOnceForTheSameSourceColours) {
-  RandomMap first(1), second(2);
-  Source source(PixelFormat::colourMap8(), &first), like(PixelFormat::colourMap8(), &first, 2);
-  Source recoloured(PixelFormat::colourMap8(), &second);
+  uint8_t from[] = {1, 2, 3, 4}, to[4];
+  rfb::FullFramePixelBuffer source(PixelFormat::argb8888(), Rect(0, 0, 1, 1), nullptr, from, 0);
   TransPixelBuffer trans(false);
-  trans.setPF(PixelFormat::rgb888());
-  trans.setSource(&source.buffer);
-  int reads = first.reads;
-  trans.setPF(PixelFormat::rgb888());
-  trans.setSource(&like.buffer);
-  EXPECT_EQ(first.reads, reads);
-  expectTranslated(trans, like, &first, false, nullptr);
-  // The format is the same, the colours are not.
-  trans.setSource(&recoloured.buffer);
-  expectTranslated(trans, recoloured, &second, false, nullptr);
+  trans.setSource(&source);
+  trans.setPF(PixelFormat::nativeABGR8888());
+  trans.getImage(to, source.getRect(), 0);
+  EXPECT_EQ(std::string(to, to + 4), "\3\2\1\4");
+  std::string sizes;  // of the own cube: the largest that the depth holds
+  for (int depth = 1; depth <= 8; ++depth) {
+    trans.setPF(PixelFormat(8, depth, false, false, 0, 0, 0, 0, 0, 0));
+    sizes += std::to_string(trans.getColourMap()->size()) + " ";
+  }
+  EXPECT_EQ(sizes, "0 1 8 8 27 64 125 216 ");
+  trans.setSource(nullptr);
+  EXPECT_EQ(trans.getRect(), Rect());
 }
 
-TEST(ColourMap, lookupTakesFirstOfTheNearest) {
-  RandomMap map(1);
+TEST(ColourMap, lookupTakesFirstOfTheNearestAndCopyFromSetsAllEntriesOfAnother) {
+  RandomMap map(256), former = map;
+  map.copyFrom(rfb::ColorCubeOrth(2, 2, 2));
+  EXPECT_TRUE(map.entries[7] == Colour(255, 255, 255) && map.entries[8] == former.entries[8]);
   map.entries[0] = {10, 0, 0};
-  map.entries[1] = {0, 0, 0};
-  map.entries[200] = {0, 0, 0};
+  map.entries[100] = map.entries[200] = {0, 0, 0};
   EXPECT_EQ(map.lookup({5, 0, 0}), 0);
-  EXPECT_EQ(map.lookup({4, 0, 0}), 1);
+  EXPECT_EQ(map.lookup({4, 0, 0}), 100);
   map.count = 0;
   EXPECT_EQ(map.lookup({1, 2, 3}), 0);
 }
 
-TEST(ColourMapRW, copyFromSetsTheEntriesThatTheOtherHas) {
-  RandomMap map(1), former = map;
-  map.copyFrom(rfb::ColorCubeOrth(2, 2, 2));
-  EXPECT_EQ(map.entries[7], (Colour{255, 255, 255}));
-  EXPECT_EQ(map.entries[8], former.entries[8]);
-}
-
-TEST(PixelBuffer, grabAllReachesTheSource) {
-  struct Grabbed : rfb::ManagedPixelBuffer {
-    using ManagedPixelBuffer::ManagedPixelBuffer;
-    void grabRegion(const rfb::Region& region) override { box = region.extents(); }
-    rfb::RgnRect box;
-  } source(PixelFormat(), Rect(3, 4, 10, 12), nullptr);
-  TransPixelBuffer trans(false);
-  trans.setSource(&source);
-  trans.grabAll();
-  EXPECT_EQ(source.box, (rfb::RgnRect{3, 4, 10, 12}));
+TEST(byteOrderOps, everyWidthAndAddressTouchesTheRowOnly) {
+  std::vector<std::tuple<rfb::ByteOrderOp, int, int>> table{{rfb::shrink32To24(), 4, 3},
+                                                            {rfb::swapRedBlue32(), 4, 4}};
+  for (const auto& version : rfb::usableExpand24To32()) table.emplace_back(version.convert, 3, 4);
+  for (const auto& [convert, inBytes, outBytes] : table) {
+    for (int i = 0; i < 71 * 12; ++i) {
+      // Memory of just the length, so that a sanitizer sees a byte too many.
+      const int pixels = i / 12, gap = i % 4, outGap = i % 3;
+      std::vector<uint8_t> in(gap + pixels * inBytes), out(outGap + pixels * outBytes + 64, 0xa5);
+      for (size_t at = 0; at < in.size(); ++at) in[at] = static_cast<uint8_t>(at * 7 + 1);
+      std::vector<uint8_t> expected = out;
+      for (int at = 0; at < pixels * outBytes; ++at) {
+        const int byte = at % outBytes, from = gap + at / outBytes * inBytes;
+        expected[outGap + at] = byte < 3 ? in[from + 2 - byte] : inBytes == 4 ? in[from + 3] : 0;
+      }
+      convert(in.data() + gap, out.data() + outGap, pixels);
+      ASSERT_EQ(out, expected) << i;
+    }
+  }
 }

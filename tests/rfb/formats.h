@@ -17,4 +17,9 @@ inline rfb::PixelFormat bigEndian(rfb::PixelFormat pf) {
   return pf;
 }
 
+// A channel's value as one of another maximum. A maximum is odd or 0, so that there are no ties.
+inline uint32_t nearest(uint64_t value, uint32_t max, uint32_t newMax) {
+  return max ? static_cast<uint32_t>((2 * value * newMax + max) / (2 * max)) : 0;
+}
+
 }  // namespace formats
