@@ -236,8 +236,7 @@ bool Region::sweep(const Region& a, const Region& b, AppendBoth appendBoth, bool
   Bands bandsB(b);
   int previousBand = 0;
   int y = INT_MIN;
-  while (!(bandsA.done() && (bandsB.done() || !keepB)) &&
-         !(bandsB.done() && (bandsA.done() || !keepA))) {
+  while (!bandsA.done() || !bandsB.done()) {
     int top = std::max(y, std::min(bandsA.top(), bandsB.top()));
     bool inA = bandsA.top() <= top;
     bool inB = bandsB.top() <= top;

@@ -56,7 +56,6 @@ class Region {
     int32_t numRects;  // boxes in use
 
     RgnRect* boxes() { return reinterpret_cast<RgnRect*>(this + 1); }
-    const RgnRect* boxes() const { return reinterpret_cast<const RgnRect*>(this + 1); }
   };
   static_assert(sizeof(Block) == sizeof(RgnRect));
 

@@ -29,7 +29,6 @@ TEST(Encoder, regionIsWrittenBoxByBoxEachAsAMessage) {
   LetterEncoder encoder(&callback, 0x12345);
   rfb::Region region;
   EXPECT_TRUE(encoder.writeRects(region, nullptr, nullptr));
-  EXPECT_EQ(out.length(), 0);
   region = rfb::Region(rfb::RgnRect{-2, 3, 300, 5});
   region.unite(region, rfb::Region(rfb::RgnRect{1, 7, 2, 8}));
   EXPECT_EQ(encoder.getNumRects(region), 2);

@@ -9,7 +9,6 @@
 #include "tests/rfbenc/pictures.h"
 #include "tests/support/streams.h"
 
-using pictures::Format;
 using pictures::formats;
 using pictures::Picture;
 using rfb::Rect;
@@ -41,8 +40,7 @@ struct Coder : rfb::XrleCallback {
 // Different values for i < 128, 256 where the size allows; many share a bucket.
 uint32_t colourNumber(uint32_t i, int bpp) {
   if (bpp == 8) return i * 5 & 0xff;
-  if (bpp == 16) return i < 64 ? i * 1025 : i;
-  return i % 2 ? i * 1025 ^ 0x3ff : i * 0x01020305;
+  return bpp == 16 || i % 2 ? i * 1025 ^ 0x3ff : i * 0x01020305;
 }
 
 }  // namespace
@@ -50,7 +48,7 @@ uint32_t colourNumber(uint32_t i, int bpp) {
 TEST(XrleEncoder, randomPicturesAgreeWithTheReference) {
   pictures::Random random;
   const auto oneOf = [&](const std::vector<int>& all) { return all[random.below(all.size())]; };
-  for (const Format& format : formats) {
+  for (const auto& format : formats) {
     std::set<int> seen;
     Coder coders[] = {Coder(7), Coder(64)};  // used again, since each tile begins afresh
     for (int i = 0; i < 4000; ++i) {
@@ -99,7 +97,6 @@ TEST(XrleEncoder, hooksFollowTheTilesRowByRow) {
   Picture picture(formats[0], 120, 90, [](int) { return 0; });
   Coder coder(64);
   EXPECT_NE(coder.encode(picture, Rect(20, 20, 120, 90)), "");
-  EXPECT_EQ(coder.encode(picture, Rect(5, 5, 50, 5)), "");
   coder.want = false;
   EXPECT_EQ(coder.encode(picture, Rect(1, 1, 2, 2)), "");
   EXPECT_EQ(coder.log,

@@ -4,7 +4,6 @@
 #include <random>
 #include <string>
 #include <tuple>
-#include <vector>
 
 #include "base/rfb/ManagedPixelBuffer.h"
 #include "tests/pagefile/PageBuilder.h"
@@ -27,11 +26,8 @@ inline const std::vector<Format> formats{
     {rfb::PixelFormat(24, 24, false, true, 255, 255, 255, 16, 8, 0), 0, 0}};
 
 // The same numbers in every run.
-struct Random {
-  uint32_t bits() { return static_cast<uint32_t>(engine()); }
-  int below(int n) { return static_cast<int>(bits() % static_cast<uint32_t>(n)); }
-
-  std::mt19937 engine;
+struct Random : std::mt19937 {
+  int below(int n) { return static_cast<int>((*this)() % static_cast<unsigned>(n)); }
 };
 
 // Pixels as a little-endian load of their memory gives them.
