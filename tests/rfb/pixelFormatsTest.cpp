@@ -255,10 +255,10 @@ TEST(ColourMap, lookupTakesFirstOfTheNearestAndCopyFromSetsAllEntriesOfAnother) 
   RandomMap map(256), former = map;
   map.copyFrom(rfb::ColorCubeOrth(2, 2, 2));
   EXPECT_TRUE(map.entries[7] == Colour(255, 255, 255) && map.entries[8] == former.entries[8]);
-  map.entries[0] = {10, 0, 0};
+  map.entries[0] = {10, 10, 10};
   map.entries[100] = map.entries[200] = {0, 0, 0};
-  EXPECT_EQ(map.lookup({5, 0, 0}), 0);
-  EXPECT_EQ(map.lookup({4, 0, 0}), 100);
+  EXPECT_EQ(map.lookup({5, 5, 5}), 0);
+  EXPECT_EQ(map.lookup({4, 4, 4}), 100);
   map.count = 0;
   EXPECT_EQ(map.lookup({1, 2, 3}), 0);
 }
