@@ -1,66 +1,139 @@
 #include "base/plat/utf8.h"
 
+#include <wchar.h>
+
 #include <algorithm>
-#include <cstring>
 #include <memory>
 
 #include "fuzz/fuzz.h"
 
-// Begins and ends in a block of its own, so that a byte read beyond is seen.
-static void checkRepair(const std::string& text, int maxBytes) {
-  const auto block = std::make_unique<char[]>(text.size());
-  const char* begin = block.get();
-  const char* end = std::copy(text.begin(), text.end(), block.get());
-  const plat::String fixed = plat::fixUtf8(begin, end);
-  PLAT_ASSERT(plat::isValidUtf8(fixed.get()));
-  PLAT_ASSERT(plat::fixUtf8(fixed.get()) == fixed);
-  PLAT_ASSERT(plat::fixUtf8(text.c_str()) == fixed);
-  PLAT_ASSERT(plat::isValidUtf8(begin, end) == (fixed == text.c_str()));
+namespace {
 
-  const plat::String cut = plat::fixUtf8(begin, end, maxBytes);
-  PLAT_ASSERT(cut.length() <= maxBytes);
-  PLAT_ASSERT(plat::isValidUtf8(cut.get()));
-  PLAT_ASSERT(plat::startsWith(fixed.get(), cut.get()));
-  PLAT_ASSERT(fixed.length() > maxBytes || cut == fixed);
-  PLAT_ASSERT(plat::utf8DisplayWidth(begin, end) >= 0);
+// The value is -1 for bytes that are no character: they end where one could not go on.
+struct Character {
+  int value;
+  std::string bytes;
+};
+
+std::string encoded(int value) {
+  char bytes[4];
+  return std::string(bytes, static_cast<size_t>(plat::encodeUtf8Char(value, bytes)));
 }
 
-static void checkEscape(const char* text, char escapeChar) {
-  const plat::String escaped = plat::escapeUtf8(text, escapeChar);
-  PLAT_ASSERT(plat::isValidUtf8(escaped.get()));
-  for (const char* p = escaped.get(); *p; p++) {
-    PLAT_ASSERT(static_cast<unsigned char>(*p) >= 0x20 && *p != 0x7f);
+std::vector<Character> charactersOf(const std::string& text) {
+  std::vector<Character> characters;
+  for (size_t at = 0; at < text.size(); at += characters.back().bytes.size()) {
+    const int lead = static_cast<unsigned char>(text[at]);
+    const bool isAscii = lead < 0x80, isLead = lead >= 0xc0 && lead < 0xf8;
+    const size_t length = !isLead ? 1 : lead < 0xe0 ? 2 : lead < 0xf0 ? 3 : 4;
+    size_t end = at + 1;
+    while (end < std::min(at + length, text.size()) && (text[end] & 0xc0) == 0x80) end++;
+    const std::string bytes = text.substr(at, end - at);
+    int value = isAscii ? lead : -1;
+    if (isLead && bytes.size() == length) {
+      value = lead & 0xff >> (length + 1);
+      for (size_t i = 1; i < length; i++) value = value * 64 + (bytes[i] & 0x3f);
+      if (value > 0x10ffff || encoded(value) != bytes || (value >= 0xd800 && value < 0xe000) ||
+          (value >= 0xfdd0 && value < 0xfdf0) || value % 0x10000 >= 0xfffe) {
+        value = -1;
+      }
+    }
+    characters.push_back({value, bytes});
   }
+  return characters;
 }
 
-static void checkLatin1(const std::string& bytes) {
-  int length;
-  const plat::String wide =
-      plat::latin1ToUtf8(bytes.data(), static_cast<int>(bytes.size()), &length);
-  const plat::String back = plat::utf8ToLatin1(wide.get(), length, &length);
-  PLAT_ASSERT(std::string(back.get(), static_cast<size_t>(length)) == bytes);
-
-  plat::utf8ToLatin1(bytes.data(), static_cast<int>(bytes.size()), &length);
-  PLAT_ASSERT(static_cast<size_t>(length) <= bytes.size());
+// Of a text without NULs; where `end` is null the end is its NUL.
+void checkText(const char* begin, const char* end, int maxBytes) {
+  std::string fixed, cut;
+  bool isValid = true, isWhole = true;
+  int width = 0;
+  for (const Character& c : charactersOf(end ? std::string(begin, end) : begin)) {
+    isValid = isValid && c.value >= 0;
+    const std::string shown = c.value >= 0 ? c.bytes : "\xEF\xBF\xBD";
+    fixed += shown;
+    isWhole = isWhole && cut.size() + shown.size() <= static_cast<size_t>(maxBytes);
+    if (isWhole) cut += shown;
+    const int columns = wcwidth(static_cast<wchar_t>(c.value));
+    if (isValid) width += columns < 0 ? 1 : columns;
+  }
+  PLAT_ASSERT(plat::isValidUtf8(begin, end) == isValid);
+  PLAT_ASSERT(plat::fixUtf8(begin, end) == fixed.c_str());
+  PLAT_ASSERT(plat::fixUtf8(begin, end, maxBytes) == cut.c_str());
+  PLAT_ASSERT(plat::utf8DisplayWidth(begin, end) == width);
 }
 
-static void checkRange(const char* text, int start, int length) {
-  const int textLength = plat::utf8ClampRange(text, &start, &length);
-  PLAT_ASSERT(static_cast<size_t>(textLength) == strlen(text));
-  PLAT_ASSERT(start >= 0 && length >= 0 && start <= textLength && length <= textLength - start);
-  const plat::String range(text + start, length);
-  PLAT_ASSERT(!plat::isValidUtf8(text) || plat::isValidUtf8(range.get()));
+void checkEscape(const std::string& text, char escapeChar) {
+  std::string escaped;
+  const std::string escape(1, escapeChar);
+  for (const Character& c : charactersOf(text)) {
+    if (c.value < 0) {
+      for (const char byte : c.bytes) {
+        const char low = byte & 0x7f;
+        const bool isPrintable = low > ' ' && low < 0x7f;
+        escaped +=
+            escape + "M" + (isPrintable ? '-' : '^') + (isPrintable ? low : char(low ^ 0x40));
+      }
+    } else if (c.bytes == escape) {
+      escaped += escape + escape;
+    } else if (c.value < ' ' || c.value == 0x7f) {
+      escaped += escape + "^" + static_cast<char>(c.value ^ 0x40);
+    } else {
+      escaped += c.bytes;
+    }
+  }
+  PLAT_ASSERT(plat::escapeUtf8(text.c_str(), escapeChar) == escaped.c_str());
 }
+
+// These take NULs for characters, unless the length is for them to find.
+void checkLatin1(const std::string& bytes) {
+  std::string narrow, wide;
+  for (const Character& c : charactersOf(bytes)) {
+    const int value = c.value == 0x20ac ? 0x80 : c.value;
+    narrow += value >= 0 && value < 256 ? static_cast<char>(value) : '?';
+  }
+  for (const unsigned char byte : bytes) wide += encoded(byte == 0x80 ? 0x20ac : byte);
+  const auto check = [&bytes](auto convert, const std::string& expected) {
+    int length;
+    const plat::String all = convert(bytes.data(), static_cast<int>(bytes.size()), &length);
+    PLAT_ASSERT(std::string(all.orEmpty(), static_cast<size_t>(length)) == expected);
+    const plat::String start = convert(bytes.c_str(), -1, nullptr);
+    PLAT_ASSERT(expected.c_str() == std::string(start.orEmpty()));
+  };
+  check(plat::utf8ToLatin1, narrow);
+  check(plat::latin1ToUtf8, wide);
+}
+
+void checkRange(const std::string& text, int start, int length) {
+  const int size = static_cast<int>(text.size());
+  const auto isInside = [&](int at) { return at < size && plat::isUtf8Continuation(text[at]); };
+  int first = std::clamp(start, 0, size);
+  int last = length < 0 ? size : static_cast<int>(std::min<int64_t>(int64_t{first} + length, size));
+  while (isInside(first)) first++;
+  while (last > first && isInside(last)) last--;
+  PLAT_ASSERT(plat::utf8ClampRange(text.c_str(), &start, &length) == size);
+  PLAT_ASSERT(start == first && length == std::max(last - first, 0));
+}
+
+}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   fuzz::Input input(data, size);
-  const int first = input.anyNumber<int>(), second = input.anyNumber<int>();
-  const int maxBytes = input.anyNumber<uint8_t>();
-  const std::string bytes = input.rest();
-  checkRepair(fuzz::text(bytes), maxBytes);
-  checkEscape(bytes.c_str(), '~');
+  const int start = input.anyNumber<int>(), length = input.anyNumber<int>();
+  const int maxBytes = input.number(0, 40);
+  const std::string bytes = input.rest(), text = fuzz::text(bytes);
+  const char* begin = text.c_str();
+  // What follows the end might complete a character, and a byte read beyond a block is seen.
+  const char* end = begin + text.size() / 2;
+  const size_t half = static_cast<size_t>(end - begin);
+  const auto block = std::make_unique<char[]>(half);
+  std::copy(begin, end, block.get());
+  checkText(begin, nullptr, maxBytes);
+  checkText(begin, end, maxBytes);
+  checkText(block.get(), block.get() + half, maxBytes);
+  for (const char escapeChar : {'~', '\\', '\t'}) checkEscape(text, escapeChar);
   checkLatin1(bytes);
-  checkRange(bytes.c_str(), first % 100, second % 100);
-  checkRange(bytes.c_str(), first, second);
+  checkRange(text, start % 20, length % 20);
+  checkRange(text, start, length);
   return 0;
 }

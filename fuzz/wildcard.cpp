@@ -2,8 +2,6 @@
 
 #include <strings.h>
 
-#include <vector>
-
 #include "fuzz/fuzz.h"
 
 // By the definition: every prefix of the pattern with every prefix of the text.
@@ -23,12 +21,20 @@ static bool matches(const std::string& pattern, const std::string& text, bool ca
   return matched[text.size()];
 }
 
+static void check(const std::string& pattern, const std::string& text) {
+  for (bool caseSensitive : {false, true}) {
+    PLAT_ASSERT(plat::wildcardMatch(pattern.c_str(), text.c_str(), caseSensitive) ==
+                matches(pattern, text, caseSensitive));
+  }
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   fuzz::Input input(data, size);
-  const bool caseSensitive = input.flag();
   const std::string pattern = fuzz::text(input.text(200));
   const std::string text = fuzz::text(input.rest().substr(0, 1000));
-  PLAT_ASSERT(plat::wildcardMatch(pattern.c_str(), text.c_str(), caseSensitive) ==
-              matches(pattern, text, caseSensitive));
+  check(pattern, text);
+  // Few letters match often, also the star in a text.
+  check(fuzz::folded(pattern, "*a"), fuzz::folded(text, "a"));
+  check(fuzz::folded(pattern, "*aAb"), fuzz::folded(text, "aaab*?"));
   return 0;
 }

@@ -118,8 +118,7 @@ void DString::replaceAll(const char* needle, const char* replacement) {
   PLAT_ASSERT(findLen);
   const char* found = strstr(orEmpty(), needle);
   if (!found) return;
-  DString result;
-  result.reserve(capacity);
+  DString result("");
   const char* rest = data;
   for (; found; found = strstr(rest, needle)) {
     result.appendBytes(rest, static_cast<int>(found - rest));
@@ -149,8 +148,7 @@ void DString::wordWrap(int width, int indent) {
   DString lineBreak;
   lineBreak.append("\n");
   lineBreak.appendRepeat(' ', indent);
-  DString result;
-  result.reserve(capacity);
+  DString result("");
   int64_t column = 0;
   bool lineIsEmpty = true;
   for (const char* p = data; *p;) {

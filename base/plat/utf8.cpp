@@ -94,10 +94,7 @@ bool isValidUtf8(const char* begin, const char* end) {
 
 String fixUtf8(const char* begin, const char* end, int maxBytes) {
   if (!begin) return String();
-  size_t length = end ? strnlen(begin, end - begin) : strlen(begin);
-  if (maxBytes >= 0) length = std::min<size_t>(length, maxBytes);
-  DString out;
-  out.reserve(length + 1);
+  DString out("");
   for (const char* p = begin; p != end && *p;) {
     const char* bytes = p;
     int value = nextChar(&p, end);
@@ -115,10 +112,8 @@ String fixUtf8(const char* begin, const char* end, int maxBytes) {
 String utf8ToLatin1(const char* text, int length, int* outLength) {
   DString out;
   if (!text) return finish(out, outLength);
-  const char* end = text + (length < 0 ? strlen(text) : static_cast<size_t>(length));
-  int64_t characters = 0;
-  for (const char* p = text; p != end; characters++) nextChar(&p, end);
-  out.reserve(characters + 1);
+  out.reserve(1);
+  const char* end = text + (length < 0 ? strLen(text) : length);
   for (const char* p = text; p != end;) {
     int value = nextChar(&p, end);
     if (value == 0x20ac) value = 0x80;
@@ -131,10 +126,10 @@ String utf8ToLatin1(const char* text, int length, int* outLength) {
 String latin1ToUtf8(const char* text, int length, int* outLength) {
   DString out;
   if (!text) return finish(out, outLength);
-  size_t bytes = length < 0 ? strlen(text) : static_cast<size_t>(length);
-  out.reserve(bytes + bytes / 2 + 1);
-  for (size_t i = 0; i < bytes; i++) {
-    unsigned char byte = text[i];
+  out.reserve(1);
+  const char* end = text + (length < 0 ? strLen(text) : length);
+  for (const char* p = text; p != end; p++) {
+    unsigned char byte = *p;
     char encoded[4];
     out.appendBytes(encoded, encodeUtf8Char(byte == 0x80 ? 0x20ac : byte, encoded));
   }
@@ -165,8 +160,7 @@ int utf8ClampRange(const char* text, int* start, int* length) {
 
 String escapeUtf8(const char* text, char escapeChar) {
   if (!text) return String();
-  DString out;
-  out.reserve(static_cast<int64_t>(strlen(text)) * 4 + 1);
+  DString out("");
   for (const char* p = text; *p;) {
     const char* bytes = p;
     int value = nextChar(&p, nullptr);

@@ -3,8 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <clocale>
+#include <new>
 #include <string>
 #include <utility>
+
+#include "base/plat/utf8.h"
+#include "tests/support/thrownBy.h"
 
 using namespace plat;
 
@@ -23,80 +27,27 @@ TEST(DString, appendsItsOwnTextPastEveryGrowthStep) {
   }
 }
 
-TEST(DString, replacesRanges) {
-  struct {
-    int start, end;
-    const char* text;
-    int length;
-    const char* expected;
-  } rows[] = {{0, 0, "xy", -1, "xyabcdef"}, {6, 6, "xy", -1, "abcdefxy"},
-              {2, 4, nullptr, -1, "abef"},  {0, 6, "0123456789abcdefghij", 17, "0123456789abcdefg"},
-              {3, 2, "x", -1, "abcdef"},    {-1, 2, "x", -1, "abcdef"},
-              {0, 7, "x", -1, "abcdef"}};
-  for (auto& row : rows) {
-    DString text("abcdef");
-    text.replace(row.start, row.end, row.text, row.length);
-    EXPECT_STREQ(text.get(), row.expected);
-  }
-  DString text("abcdef");
-  text.replace(0, 2, text.get() + 1);
-  EXPECT_STREQ(text.get(), "bcdefcdef");
-}
-
-TEST(DString, replacesEveryOccurrenceFromTheLeft) {
-  struct {
-    const char *text, *needle, *replacement, *expected;
-  } rows[] = {
-      {"aaaaa", "aa", "b", "bba"}, {"a.b.c", ".", "...", "a...b...c"}, {"aa", "a", "aa", "aaaa"}};
-  for (auto& row : rows) {
-    DString text(row.text);
-    text.replaceAll(row.needle, row.replacement);
-    EXPECT_STREQ(text.get(), row.expected);
-  }
-}
-
-TEST(DString, wrapsWords) {
-  struct {
-    const char* text;
-    int width, indent;
-    const char* expected;
-  } rows[] = {{"aa bb cc", 5, 0, "aa bb\ncc"},
-              {"aa bb cc", 4, 2, "aa\n  bb\n  cc"},
-              {"aa   bb  cc", 7, 1, "aa   bb\n cc"},
-              {"  abcdef gh", 4, 0, "  abcdef\ngh"},
-              {"aa\nbb cc dd", 5, 1, "aa\nbb cc\n dd"},
-              {"aa\n\nbb", 2, 1, "aa\n\nbb"},
-              {"aaa bb ", 6, 1, "aaa bb"},
-              // U+0301 has no width, and yet its line is not empty.
-              {"\xcc\x81 aa", 2, 0, "\xcc\x81\naa"},
-              {"", 5, 1, ""}};
-  setlocale(LC_CTYPE, "C.UTF-8");
-  for (auto& row : rows) {
-    DString text(row.text);
-    text.wordWrap(row.width, row.indent);
-    EXPECT_STREQ(text.get(), row.expected);
-  }
-  setlocale(LC_CTYPE, "C");
-}
-
 TEST(DString, everyOperationLeavesItsLengthAtTheNul) {
   struct {
     void (*change)(DString&);
     const char* expected;
   } rows[] = {{[](DString& t) { t.append("x\0y", 3); }, "a b\xffx"},
+              {[](DString& t) { t.append(nullptr); }, "a b\xff"},
               {[](DString& t) { t.appendFormat("%s%c%s", "x", 0, "y"); }, "a b\xffx"},
+              {[](DString& t) { t.appendFormatV(nullptr, {}); }, "a b\xff"},
               {[](DString& t) { t.appendRepeat(0, 3); }, "a b\xff"},
+              {[](DString& t) { t.appendRepeat('x', -1); }, "a b\xff"},
               {[](DString& t) { t.appendRepeat(0x20ac, 2); }, "a b\xff€€"},
-              {[](DString& t) { t.replace(1, 3, "xyz", 1); }, "ax\xff"},
+              {[](DString& t) { t.replace(1, 3, t.get() + 2, 1); }, "ab\xff"},
               {[](DString& t) { t.replaceAll(" ", nullptr); }, "ab\xff"},
               {[](DString& t) { t.wordWrap(1, 0); }, "a\nb\xff"},
               {[](DString& t) { EXPECT_TRUE(t.sanitizeUtf8()); }, "a b\xef\xbf\xbd"},
               {[](DString& t) {
-                 t.takeFrom({reinterpret_cast<const unsigned char*>("x\0y"), 3});
+                 t.takeFrom({reinterpret_cast<const uint8_t*>("x\0y"), 3});
                },
                "x"},
               {[](DString& t) { t.clear(); }, ""},
-              {[](DString& t) { t.release(); }, ""},
+              {[](DString& t) { EXPECT_EQ(t.release(), "a b\xff"); }, ""},
               {[](DString& t) { DString taken(std::move(t)); }, ""},
               {[](DString& t) { t = DString("x"); }, "x"}};
   for (auto& row : rows) {
@@ -105,16 +56,41 @@ TEST(DString, everyOperationLeavesItsLengthAtTheNul) {
     EXPECT_EQ(text.length(), strLen(row.expected)) << row.expected;
     text.append("!");
     EXPECT_EQ(text.get(), std::string(row.expected) + "!");
-    EXPECT_FALSE(DString("é").sanitizeUtf8());
   }
+  EXPECT_FALSE(DString("é").sanitizeUtf8());
 }
 
-// Used to grow to 1 GiB first.
-TEST(DString, formatThatIsRefusedAppendsNothing) {
+TEST(DString, emptyTextIsNotNullOnceStored) {
+  DString none, empty("");
+  none.replaceAll("a", "b");
+  none.wordWrap(1, 1);
+  EXPECT_EQ(none.get(), nullptr);
+  EXPECT_EQ(DString(none).get(), nullptr);
+  empty.wordWrap(1, 1);
+  EXPECT_STREQ(DString(empty).get(), "");
+  none.takeFrom({});
+  EXPECT_STREQ(none.get(), "");
+}
+
+TEST(DString, wrapsAtColumns) {
+  setlocale(LC_CTYPE, "C.UTF-8");
+  DString text("ééé aa 😀\xcc\x81 b\nc");  // an emoji is two columns wide, U+0301 none
+  text.wordWrap(6, 2);
+  EXPECT_EQ(utf8DisplayWidth(text.get()), 6 + 1 + 6 + 1 + 1);
+  setlocale(LC_CTYPE, "C");
+  EXPECT_STREQ(text.get(), "ééé aa\n  😀\xcc\x81 b\nc");
+}
+
+// The first used to grow to 1 GiB.
+TEST(DString, whatIsRefusedAppendsNothing) {
   DString text("ab");
   const wchar_t outsideTheLocale[] = {0x20ac, 0};
   text.appendFormat("%s%ls", "c", outsideTheLocale);
+  EXPECT_EQ(fakes::thrownBy([&] { text.appendRepeat(0x110000, 1); }), ": Unicode out of range");
+  EXPECT_THROW(text.reserve((int64_t{1} << 30) + 1), std::bad_alloc);
+  EXPECT_THROW(text.appendRepeat('x', INT_MAX), std::bad_alloc);
   EXPECT_STREQ(text.get(), "ab");
+  EXPECT_DEATH(text.replaceAll("", "x"), "findLen");
 }
 
 }  // namespace
