@@ -68,7 +68,7 @@ TEST(DString, emptyTextIsNotNullOnceStored) {
   EXPECT_EQ(DString(none).get(), nullptr);
   empty.wordWrap(1, 1);
   EXPECT_STREQ(DString(empty).get(), "");
-  none.takeFrom({});
+  none.takeFrom(MBuf<unsigned char>());
   EXPECT_STREQ(none.get(), "");
 }
 
