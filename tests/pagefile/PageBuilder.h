@@ -49,15 +49,11 @@ inline std::string compress(const std::string& plain, int level = 6, int flush =
 inline std::string frames(const std::string& message, const std::vector<size_t>& sizes = {32766}) {
   std::string out;
   size_t at = 0;
-  for (size_t i = 0;; ++i) {
-    size_t size = sizes[i % sizes.size()];
-    if (at + size >= message.size()) {
-      size = message.size() - at;
-      return out + be16(0x8000 | static_cast<uint32_t>(size)) + message.substr(at);
-    }
+  for (size_t i = 0, size; at + (size = sizes[i % sizes.size()]) < message.size(); ++i) {
     out += be16(static_cast<uint32_t>(size)) + message.substr(at, size);
     at += size;
   }
+  return out + be16(0x8000 | static_cast<uint32_t>(message.size() - at)) + message.substr(at);
 }
 
 inline std::string page(uint32_t width, uint32_t height, const std::string& tiles, int level = 6,
@@ -102,15 +98,14 @@ inline std::string tile(const Pixels& pixels, size_t width, int subencoding, con
       out += packed;
     }
   } else if (subencoding >= 128) {
-    for (size_t i = 0, next; i < pixels.size(); i = next) {
-      for (next = i + 1; next < pixels.size() && pixels[next] == pixels[i];) ++next;
-      const size_t length = next - i;
+    for (size_t i = 0, length; i < pixels.size(); i += length) {
+      for (length = 1; i + length < pixels.size() && pixels[i + length] == pixels[i];) ++length;
       const bool hasLength = !hasPalette || length >= form.shortestRun;
       if (!hasPalette) {
         putColour(pixels[i]);
       } else {
-        out.append(hasLength ? 1 : length,
-                   static_cast<char>(indexOf(pixels[i]) | (hasLength ? 0x80 : 0)));
+        const int index = indexOf(pixels[i]) | (hasLength ? 0x80 : 0);
+        out.append(hasLength ? 1 : length, static_cast<char>(index));
       }
       // 255s and the rest of length - 1.
       if (hasLength) {
