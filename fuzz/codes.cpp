@@ -1,4 +1,5 @@
 // Percent and hexadecimal codes.
+#include <algorithm>
 #include <cctype>
 #include <cstring>
 

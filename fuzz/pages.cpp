@@ -1,4 +1,5 @@
 // Right pages with every kind of tile, written by other code than ours.
+#include <algorithm>
 #include <random>
 
 #include "fuzz/fuzz.h"

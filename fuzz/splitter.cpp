@@ -1,5 +1,7 @@
 #include "base/plat/Splitter.h"
 
+#include <algorithm>
+
 #include "fuzz/fuzz.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include <cstring>
+#include <algorithm>
 
 #include "base/plat/DString.h"
 #include "base/plat/utf8.h"

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <cstring>
 
 #include "base/plat/ConfigParameter.h"
 #include "base/plat/DString.h"
