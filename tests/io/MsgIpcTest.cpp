@@ -1,250 +1,193 @@
 #include "base/io/MsgIpc.h"
 
-#include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
-#include <functional>
-#include <memory>
-#include <string>
 #include <utility>
-#include <vector>
 
 #include "base/io/FdIo.h"
-#include "base/os/SocketUtil.h"
-#include "base/plat/unix/OwnedFd.h"
-#include "base/rdr/Exceptions.h"
-#include "tests/support/TestLoop.h"
+#include "tests/io/Stage.h"
 #include "tests/support/streams.h"
 
 namespace {
 
-using Strings = std::vector<std::string>;
-using Peer = std::unique_ptr<plat::OwnedFd>;
+const std::string longText(255, 't');
 
-std::string framed(const std::string& data, size_t frameSize) {
-  std::string bytes;
-  for (size_t at = 0; at == 0 || at < data.size(); at += frameSize) {
-    const size_t length = std::min(frameSize, data.size() - at);
-    const bool last = at + length == data.size();
-    bytes += static_cast<char>((last ? 0x80 : 0) | length >> 8);
-    bytes += static_cast<char>(length & 0xff);
-    bytes += data.substr(at, length);
+// A MsgIpc and its reader of "text" messages, whose body is a text behind its length of one byte.
+// The events are "<name>:<text> ", "+ " or "- " for a connection that came or went, "!<failure> "
+// from the filter.
+struct Talk : Stage, io::MsgIpc::Reader, io::MsgIpc::Filter {
+  explicit Talk(size_t newChunk) : Stage("MsgIpc:captured:100,Ipc:captured:100"), chunk(newChunk) {
+    loop.emplace();
+    start(false, false);
+    words["send"] = [&](auto size) { sendInput(size.empty() ? input.size() : std::stoul(size)); };
+    words.insert(
+        {{"blocking", [&](auto) { start(true, false); }},
+         {"discarding", [&](auto) { start(false, true); }},
+         {"keep", [&](auto) { ipc->setDropOnNonLetterName(false); }},
+         {"answer", [&](auto) { ipc->setAnswerBadNames(true); }},
+         {"turns", [&](auto) { ipc->setTakeTurns(true); }},
+         {"refuse", [&](auto arg) { refused = arg; }},
+         {"reader", [&](auto arg) { ipc->registerReader(orNull(arg), this); }},
+         {"forget", [&](auto arg) { ipc->registerReader(arg.c_str(), nullptr); }},
+         {"whole-bodies", [&](auto) { wantsWhole = true; }},
+         {"after", [&](auto script) { afterwards = script; }},
+         {"changed", [&](auto script) { whenChanged = script; }},
+         {"frame", [&](auto size) { frame = std::stoul(size); }},
+         {"chunk", [&](auto size) { chunk = std::stoul(size); }},
+         {"msg", [&](auto text) { addMessage(text, std::min(text.find(':'), text.size())); }},
+         {"quiet", [&](auto) { isQuiet = true; }},
+         {"turn", [&](auto) { events += loop->waitOnce(0) ? "| " : "no turn "; }},
+         {"connect", [&](auto) { connect(); }},
+         {"close", [&](auto how) { ipc->close(how == "flushing"); }},
+         {"release", [&](auto) { ipc->releaseIo(); }},
+         {"destroy", [&](auto) { ipc.reset(); }},
+         {"half", [&](auto arg) { ipc->writeMsg(arg.c_str()); }},
+         {"write", [&](auto arg) { ipc->writeMsg(arg.c_str()).endMsg(false); }},
+         {"flush", [&](auto) { ipc->out()->flush(); }},
+         {"backlog", [&](auto) { ipc->writeMsg("x").writeBytes(backlog.data(), 4000000); }},
+         {"read", [&](auto arg) { ipc->readMessage(orNull(arg)); }},
+         {"until", [&](auto arg) { ipc->readUntil(arg.c_str()); }},
+         {"drain", [&](auto) { ipc->drain(); }}});
   }
-  return bytes;
-}
-
-std::string message(const std::string& name, const std::string& body = "",
-                    size_t frameSize = 32766) {
-  return framed(static_cast<char>(name.size()) + name + body, frameSize);
-}
-
-std::string text(const std::string& value) {
-  std::string bytes;
-  for (int shift : {24, 16, 8, 0}) bytes += static_cast<char>(value.size() >> shift);
-  return bytes + value;
-}
-
-// Keeps "<name>:<the string in the body>".
-struct TextReader : io::MsgIpc::Reader {
-  bool readMsg(const char* name, rdr::InStream& in, io::MsgIpc* ipc) override {
-    const std::string value = in.readStdString(1 << 20);
-    messages.push_back(std::string(name) + ":" + value);
-    if (afterwards) afterwards(ipc);
+  void start(bool blocking, bool discarding) {
+    ipc.emplace(this, "sock", blocking, discarding);
+    ipc->registerReader("text", this);
+    connect();
+    events.clear();
+  }
+  void connect() { ipc->acceptIo(new io::FdIo(connectPeer(), true, false, -1, -1, true)); }
+  static const char* orNull(const std::string& arg) { return arg.empty() ? nullptr : arg.c_str(); }
+  void playOnce(std::string& script) {
+    std::replace(script.begin(), script.end(), ',', ' ');
+    play(std::exchange(script, ""));
+  }
+  void addMessage(const std::string& text, size_t colon) {
+    std::string data = char(colon) + text.substr(0, colon);
+    if (colon < text.size()) {
+      const std::string body = text.substr(colon + 1);
+      data += body == "long" ? '\xff' + longText + fakes::patternBytes(20000)
+                             : char(body.size()) + body;
+    }
+    for (bool last = false; !last; data.erase(0, frame)) {
+      const std::string piece = data.substr(0, frame);
+      last = piece.size() == data.size();
+      input += {char((last ? 0x80 : 0) | piece.size() >> 8), char(piece.size())};
+      input += piece;
+    }
+  }
+  void sendInput(size_t size) {
+    for (size_t at = 0; at < size && ipc->isConnected(); at += chunk) {
+      Stage::send(input.substr(at, std::min(chunk, size - at)));
+      if (!isQuiet) loop->runIdle();
+    }
+    input.erase(0, size);
+  }
+  bool readMsg(const char* msgName, rdr::InStream& in, io::MsgIpc*) override {
+    if (wantsWhole && (in.readU8(), in.nUnread() < 3)) return false;
+    const std::string text = in.readStdStringU8();
+    events += msgName + (":" + (text == longText ? "long" : text)) + " ";
+    playOnce(afterwards);
     return true;
   }
-  void connectionChanged(io::MsgIpc* ipc) override { changes += ipc->isConnected() ? '+' : '-'; }
-  Strings messages;
-  std::string changes;
-  std::function<void(io::MsgIpc*)> afterwards;
+  void connectionChanged(io::MsgIpc* which) override {
+    events += which->isConnected() ? "+ " : "- ";
+    playOnce(whenChanged);
+  }
+  bool isAllowed(io::MsgIpc*, const char* msgName, bool outgoing) override {
+    return refused != (outgoing ? "to-" : "from-") + std::string(msgName);
+  }
+  void ipcFailed(io::MsgIpc*, const plat::Exception& e) override {
+    events += std::string("!") + e.message + " ";
+  }
+
+  std::optional<io::MsgIpc> ipc;
+  std::string input, refused, afterwards, whenChanged;
+  size_t chunk, frame = 32766;
+  bool wantsWhole = false, isQuiet = false;
 };
 
-struct NameFilter : io::MsgIpc::Filter {
-  bool isAllowed(io::MsgIpc*, const char* name, bool outgoing) override {
-    return refused != (outgoing ? ">" : "<") + std::string(name);
-  }
-  void ipcFailed(io::MsgIpc*, const plat::Exception& e) override { failures += e.message; }
-  std::string refused, failures;
-};
-
-// The event-driven use of a socket.
-struct MsgIpcEvents : testing::Test {
-  TestLoop manager;
-  NameFilter filter;
-  TextReader reader;
-  io::MsgIpc ipc{&filter, "sock", false, false};
-  Peer peer;
-
-  MsgIpcEvents() {
-    ipc.registerReader("text", &reader);
-    peer = connect(ipc);
-  }
-  static Peer connect(io::MsgIpc& which) {
-    int fds[2];
-    os::createSocketPair(AF_UNIX, SOCK_STREAM, 0, fds);
-    which.acceptIo(new io::FdIo(fds[0], true, false, -1, -1, true));
-    return std::make_unique<plat::OwnedFd>(fds[1]);
-  }
-  void send(const std::string& bytes, size_t chunk = SIZE_MAX) {
-    for (size_t at = 0; at < bytes.size(); at += std::min(chunk, bytes.size() - at)) {
-      const size_t length = std::min(chunk, bytes.size() - at);
-      ASSERT_EQ(write(peer->get(), &bytes[at], length), ssize_t(length));
-      manager.runIdle();
-    }
-  }
-  // What has arrived at the peer; "$" for the end behind it.
-  std::string received() {
-    std::string bytes;
-    char buffer[65536];
-    ssize_t count;
-    while ((count = recv(peer->get(), buffer, sizeof buffer, MSG_DONTWAIT)) > 0) {
-      bytes.append(buffer, static_cast<size_t>(count));
-    }
-    return count == 0 ? bytes + "$" : bytes;
-  }
-};
-
-TEST_F(MsgIpcEvents, anySplitOfTheInputGivesTheSameMessages) {
-  const std::string bytes = message("text", text("one")) + message("text", text("two"), 3) +
-                            message("unknown", fakes::patternBytes(20000), 5000) +
-                            message("text", text(std::string(9000, 't')), 777) +
-                            message("text", text("")) + message("unknown");
-  const Strings expected = {"text:one", "text:two", "text:" + std::string(9000, 't'), "text:"};
-  for (size_t chunk : {size_t(1), size_t(2), size_t(5), size_t(777), bytes.size()}) {
-    SCOPED_TRACE(chunk);
-    send(bytes, chunk);
-    EXPECT_EQ(reader.messages, expected);
-    reader.messages.clear();
-  }
-  EXPECT_TRUE(ipc.isConnected());
-}
-
-TEST_F(MsgIpcEvents, peerThatDisappearsInsideAMessageEndsTheConnection) {
-  const std::string whole = message("text", text("abc"), 4);
-  for (size_t length = 0; length < whole.size(); length++) {
-    SCOPED_TRACE(length);
-    send(whole.substr(0, length));
-    peer.reset();
-    EXPECT_TRUE(manager.runUntil([&] { return !ipc.isConnected(); }));
-    EXPECT_EQ(std::exchange(filter.failures, ""), "End of IO stream");
-    EXPECT_EQ(reader.messages, Strings{});
-    peer = connect(ipc);
-    EXPECT_EQ(std::exchange(reader.changes, ""), length == 0 ? "+-+" : "-+");
-  }
-  send(whole);
-  EXPECT_EQ(reader.messages, Strings{"text:abc"});
-}
-
-TEST_F(MsgIpcEvents, readerMayReplaceItsConnection) {
-  Peer second;
-  reader.afterwards = [&](io::MsgIpc* which) {
-    which->writeMsg("bye").endMsg(false);
-    which->close(true);
-    second = connect(*which);
-    reader.afterwards = nullptr;
+TEST(MsgIpc, messagesAndConnectionsComeAndGo) {
+  const auto bad = [](const std::string& name) {
+    return "[30 MsgIpc sock: Bad msg name '" + name + "'] ";
   };
-  const std::string rest = message("text", text("lost"));
-  send(message("text", text("a") + "unread") + rest);
-  EXPECT_EQ(received(), message("bye") + "$");
-  peer = std::move(second);
-  send(message("text", text("b")));
-  EXPECT_EQ(reader.messages, (Strings{"text:a", "text:b"}));
-  EXPECT_EQ(reader.changes, "+-+");
-}
-
-TEST_F(MsgIpcEvents, unknownNameBelowLettersEndsTheConnectionUnlessAllowed) {
-  for (bool drop : {true, false}) {
-    for (const char* name : {"", "@x", "A"}) {
-      SCOPED_TRACE(std::string(name) + (drop ? " drop" : ""));
-      ipc.setDropOnNonLetterName(drop);
-      send(message(name) + message("text", text("a")));
-      EXPECT_EQ(ipc.isConnected(), !drop || *name == 'A');
-      EXPECT_EQ(reader.messages.size(), ipc.isConnected() ? 1u : 0u);
-      ipc.close(false);
-      reader.messages.clear();
-      peer = connect(ipc);
-    }
+  const std::string ended = "[100 Ipc sock: End of IO stream] !End of IO stream - ";
+  const std::string blocks = "(: Reading from InStream would block) ";
+  const std::string unready = "(: MsgIpc::readMessage: not in state startMsg) ";
+  const std::string refused = "MsgIpc: expected message <null>, peer reports bad msg name 'ping'";
+  const std::pair<const char*, std::string> rows[] = {
+      {"msg=text:a frame=3 msg=text:two frame=777 msg=text:long frame=32766 msg=text: msg=text:b "
+       "send",
+       "text:a text:two text:long text: text:b "},
+      // Names without a reader.
+      {"msg=A:x msg=\u00e4 msg=text:a send receive", bad("A") + bad("\u00e4") + "text:a <> "},
+      {"msg=@:x msg=text:a send receive", bad("@") + "- <$> "},
+      {"msg=:x send", bad("") + "- "},
+      {"keep msg=@:x msg=text:a send", bad("@") + "text:a "},
+      {"answer refuse=to-badMsg msg=@:x msg=text:a send receive", "text:a <\x80\x09\6badMsg\1@> "},
+      {"msg=badMsg:ping send receive",
+       "[30 MsgIpc sock: Peer reports bad msg name 'ping'] "
+       "[100 Ipc sock: " +
+           refused + "] !" + refused + " - <$> "},
+      {"reader msg=@:b msg=text:a send", "@:b text:a "},
+      {"forget=text forget=never msg=text:a send", bad("text")},
+      // Bodies.
+      {"refuse=from-text msg=text:a msg=B send", bad("B")},
+      {"msg=text msg=text:a send", "[100 Ipc sock: End of message] !End of message - "},
+      {"whole-bodies msg=text:\2bc msg=text:\2de send", "text:bc text:de "},
+      {"msg=text:a msg=text:b send=8 forget=text send", bad("text")},
+      // Readers that change what they stand in.
+      {"after=forget=text msg=text:a msg=text:b send", "text:a " + bad("text")},
+      {"chunk=99999 after=close,connect msg=text:long msg=text:lost send chunk=1 msg=text:b send",
+       "text:long - + text:b "},
+      {"changed=forget=text,reader=a,reader=u close", "- - "},
+      // One message an event, or all.
+      {"quiet turns msg=text:a msg=text:b send turn turn", "text:a | text:b | "},
+      {"quiet msg=text:a msg=text:b send turn", "text:a text:b | "},
+      // What is written.
+      {"refuse=to-no write=no receive",
+       "[30 MsgIpc sock: Message 'no' not currently allowed] "
+       "(: MsgIpc::writeMsg: Message not currently allowed) <> "},
+      {"close close release half=x connect write=ping flush receive", "- + <\x80\5\4ping> "},
+      {"discarding close half=x", "- [100 MsgIpc sock: Discarding message 'x'] "},
+      {"backlog close=flushing receive-all", "- <all$> "},
+      {"backlog destroy receive-all", "<all$> "},
+      {"blocking close-peer write=x close", "- "},
+      {"blocking close-peer write=x close=flushing", "[100 Ipc sock: write: Broken pipe (32)] - "},
+      {"backlog flush refuse-more receive-all", "- <part$> "},
+      // Messages that are waited for.
+      {"blocking frame=3 msg=other:x msg=badMsg:ping msg=text msg=text:a msg=B:x msg=text:b send "
+       "read=text read=text read=text read=text read=B read",
+       "(: MsgIpc: expected message text, got other) "
+       "[30 MsgIpc sock: Peer reports bad msg name 'ping'] "
+       "(: MsgIpc: expected message text, peer reports bad msg name 'ping') "
+       "(EndOfMsg: End of message) text:a " +
+           bad("B") + "text:b "},
+      {"blocking frame=4 msg=text:abc send=9 close-peer read read close read",
+       "[0 MsgIpc sock: skip error: End of IO stream] (EndOfStream: End of IO stream) " + unready +
+           "- (: MsgIpc::readMessage: not connected) "},
+      {"quiet read msg=text:a msg=text:b send=8 read read send run",
+       blocks + blocks + unready + "text:a text:b "},
+      {"blocking reader=other msg=other:x msg=text:a msg=text:b msg=text:c send close-peer "
+       "until=text drain",
+       "other:x text:a text:b text:c "},
+      {"blocking msg=text:a msg=text:b msg=text:c send until=text after=close drain",
+       "text:a text:b - "},
+      // A peer that goes.
+      {"close-peer run", ended}};
+  for (const auto& [script, events] : rows) {
+    for (size_t chunk : {1, 2, 5, 99999}) EXPECT_EQ(Talk(chunk).play(script), events) << script;
+  }
+  for (int size = 1; size < 17; size++) {
+    const std::string script = "frame=4 msg=text:abc send=" + std::to_string(size);
+    EXPECT_EQ(Talk(1).play(script + " close-peer run"), ended) << script;
   }
 }
 
-TEST_F(MsgIpcEvents, filterRefusesNames) {
-  filter.refused = ">ping";
-  EXPECT_THROW(ipc.writeMsg("ping"), plat::Exception);
-  EXPECT_EQ(received(), "");
-  filter.refused = "<text";
-  send(message("text", text("a")));
-  filter.refused = "";
-  send(message("text", text("b")));
-  EXPECT_EQ(reader.messages, Strings{"text:b"});
-}
-
-TEST_F(MsgIpcEvents, halfAMessageDoesNotSpoilTheNextConnection) {
-  ipc.close(false);
-  ipc.writeMsg("half").writeU8(1);
-  peer = connect(ipc);
-  ipc.writeMsg("ping").endMsg(true);
-  EXPECT_EQ(received(), message("ping"));
-}
-
-TEST_F(MsgIpcEvents, unknownNameIsAnsweredWhenWanted) {
-  const std::string answer = message("badMsg", std::string("\x04") + "1foo");
-  ipc.setAnswerBadNames(true);
-  filter.refused = ">badMsg";
-  send(message("1foo", "body") + message("text", text("a")), 3);
-  EXPECT_EQ(received(), answer);
-  EXPECT_EQ(reader.messages, Strings{"text:a"});
-  send(answer, 3);
-  EXPECT_EQ(received(), "$");
-  EXPECT_EQ(filter.failures, "MsgIpc: expected message <null>, peer reports bad msg name '1foo'");
-}
-
-TEST_F(MsgIpcEvents, releasedInputIsNotRewindable) {
-  io::Io* io = ipc.getIo();
-  ipc.releaseIo();
+TEST(MsgIpc, releasedConnectionIsBlockingAndHasDeliveredEverything) {
+  Talk talk(1);
+  io::Io* io = talk.ipc->getIo();
+  EXPECT_DEATH(talk.connect(), "'!io'");
+  EXPECT_EQ(talk.play("write=ping release receive"), "- <\x80\5\4ping> ");
   EXPECT_FALSE(io->in()->isRewindable());
   delete io;
-}
-
-TEST_F(MsgIpcEvents, takingTurnsHandlesOneMessageOfEachConnection) {
-  for (bool turns : {false, true}) {
-    SCOPED_TRACE(turns);
-    std::string order;
-    io::MsgIpc second(nullptr, "second", false, false);
-    second.registerReader("text", &reader);
-    for (io::MsgIpc* which : {&ipc, &second}) which->setTakeTurns(turns);
-    reader.afterwards = [&](io::MsgIpc* which) { order += which == &ipc ? 'a' : 'b'; };
-    Peer other = connect(second);
-    const std::string bytes = message("text", text(""));
-    for (int i = 0; i < 6; i++) {
-      const int fd = (i < 3 ? peer : other)->get();
-      ASSERT_EQ(write(fd, bytes.data(), bytes.size()), ssize_t(bytes.size()));
-    }
-    ASSERT_TRUE(manager.runUntil([&] { return order.size() == 6; }));
-    const bool oneAfterTheOther = order == "aaabbb" || order == "bbbaaa";
-    EXPECT_EQ(oneAfterTheOther, !turns) << order;
-  }
-}
-
-TEST_F(MsgIpcEvents, blockingReaderFailsAtAnotherMessageThanTheExpectedOne) {
-  io::MsgIpc blocking(nullptr, "blocking", true, false);
-  blocking.registerReader("text", &reader);
-  peer = connect(blocking);
-  send(message("other", text("x")) + message("badMsg", std::string("\x04") + "ping") +
-       message("text", "\x01") + message("text", text("a")));
-  EXPECT_EQ(fakes::thrownBy([&] { blocking.readMessage("text"); }),
-            ": MsgIpc: expected message text, got other");
-  EXPECT_EQ(fakes::thrownBy([&] { blocking.readMessage("text"); }),
-            ": MsgIpc: expected message text, peer reports bad msg name 'ping'");
-  EXPECT_EQ(fakes::thrownBy([&] { blocking.readMessage("text"); }), "EndOfMsg: End of message");
-  blocking.readMessage("text");
-  EXPECT_EQ(reader.messages, Strings{"text:a"});
-
-  send(message("other") + message("text", text("b")) + message("text", text("c")));
-  blocking.readUntil("text");
-  EXPECT_EQ(reader.messages, (Strings{"text:a", "text:b"}));
-  peer.reset();
-  blocking.drain();
-  EXPECT_EQ(reader.messages, (Strings{"text:a", "text:b", "text:c"}));
 }
 
 }  // namespace

@@ -1,81 +1,88 @@
 #include "base/os/unix/UnixIo.h"
 
-#include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <unistd.h>
+#include <fcntl.h>
+#include <sys/un.h>
 
-#include <cerrno>
-#include <filesystem>
-#include <memory>
-#include <string>
+#include <cstring>
 
 #include "base/os/SocketUtil.h"
-#include "base/plat/Exception.h"
-#include "base/plat/unix/OwnedFd.h"
+#include "tests/io/Stage.h"
 #include "tests/support/ScratchFolder.h"
 
 namespace {
 
-int openDescriptors() {
-  int count = 0;
-  for ([[maybe_unused]] auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) count++;
-  return count;
+const test::ScratchFolder folder;
+
+// A socket bound to the path, which may fill the address without a NUL.
+plat::OwnedFd boundTo(const std::string& path, int type = SOCK_STREAM) {
+  plat::OwnedFd fd(socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
+  sockaddr_un address = {AF_UNIX, {}};
+  memcpy(address.sun_path, path.data(), path.size());
+  EXPECT_EQ(bind(fd.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0) << path;
+  return fd;
 }
 
-struct UnixIoTest : testing::Test {
-  test::ScratchFolder folder;
-  const std::string path = folder / "print.a:b";
+std::string pathOf(size_t length) {
+  const std::string start = folder / ":";
+  return start + std::string(length - start.size(), 'x');
+}
 
-  std::unique_ptr<plat::OwnedFd> listenAt(int backlog) {
-    auto fd = std::make_unique<plat::OwnedFd>(os::createBoundUnixSocket(path.c_str()));
-    EXPECT_EQ(listen(fd->get(), backlog), 0);
-    return fd;
-  }
-  // The failure of connecting, which leaves no descriptor behind.
-  void expectRefused(int err, int timeoutMs = 1000) {
-    int before = openDescriptors();
-    try {
-      os::UnixIo io(path.c_str(), -1, false, timeoutMs);
-      ADD_FAILURE() << "connected to " << path;
-    } catch (const plat::SystemException& e) {
-      EXPECT_TRUE(std::string(e.message).starts_with("connect: ")) << e.message;
-      EXPECT_EQ(e.err, err);
-    }
-    EXPECT_EQ(openDescriptors(), before);
-  }
-};
-
-TEST_F(UnixIoTest, messageReachesTheOtherSideAndNamesTellThePath) {
-  auto listener = listenAt(5);
+TEST(UnixIo, connectsToPathsOf107BytesAndNamesBothEnds) {
+  const std::string path = pathOf(107), clientPath = pathOf(108);
+  const plat::OwnedFd listener = boundTo(path), named = boundTo(clientPath);
+  ASSERT_EQ(listen(listener.get(), 5), 0);
   os::UnixIo client(path.c_str(), -1, false);
-  os::UnixIo server(nullptr, os::acceptSocket(listener->get()), false);
-  client.out()->writeString("/tmp/job.ini");
-  client.out()->flush();
-  EXPECT_STREQ(server.in()->readString(100).get(), "/tmp/job.ini");
-  EXPECT_EQ(client.name(), "<unix-client-" + path + "-uid-" + std::to_string(geteuid()) + ">");
-  EXPECT_EQ(client.peerEndpoint(), "[unix:" + folder.path() + "/print.a%3Ab]");
-  EXPECT_STREQ(server.peerEndpoint(), "");
+  os::UnixIo server(nullptr, os::acceptSocket(listener.get()), false);
+  sockaddr_un address;
+  os::fillUnixAddress(&address, path.c_str());
+  os::connectSocket(named.get(), reinterpret_cast<sockaddr*>(&address), sizeof address);
+  os::UnixIo second("/given", os::acceptSocket(listener.get()), false);
+  os::UnixIo file(nullptr, open("/dev/null", O_RDWR), false);
+
+  const std::string uid = std::to_string(geteuid());
+  EXPECT_EQ(client.name(), "<unix-client-" + path + "-uid-" + uid + ">");
+  EXPECT_EQ(server.name(), "<unix-server-anon-uid-" + uid + ">");
+  EXPECT_EQ(second.name(), "<unix-server-/given-uid-" + uid + ">");
+  EXPECT_STREQ(file.name(), "<unix-server-anon>");
+  const std::string folderEndpoint = "[unix:" + folder.path() + "/%3A";
+  const size_t nameStart = (folder / ":").size();
+  EXPECT_EQ(client.peerEndpoint(), folderEndpoint + path.substr(nameStart) + "]");
+  EXPECT_EQ(second.peerName(), folderEndpoint + clientPath.substr(nameStart) + "]");
+  for (os::UnixIo* io : {&server, &file}) EXPECT_STREQ(io->peerEndpoint(), "");
+  EXPECT_TRUE(client.getFlags().contains("secureTransport"));
+
+  EXPECT_EQ(client.getPeerEuid(), geteuid());
+  client.namedPipeCredCheck(geteuid());
+  EXPECT_EQ(fakes::thrownBy([&] { client.namedPipeCredCheck(geteuid() + 1); }),
+            ": namedPipeCredCheck: uid mismatch");
+  EXPECT_EQ(fakes::thrownBy([&] { file.getPeerEuid(); }),
+            "System-88: getPeerEuid: Socket operation on non-socket (88)");
 }
 
-TEST_F(UnixIoTest, peerOfAnotherUserIsRefused) {
-  int fds[2];
-  os::createSocketPair(AF_UNIX, SOCK_STREAM, 0, fds);
-  plat::OwnedFd peer(fds[1]);
-  os::UnixIo io(nullptr, fds[0], false);
-  EXPECT_EQ(io.getPeerEuid(), geteuid());
-  io.namedPipeCredCheck(geteuid());
-  EXPECT_THROW(io.namedPipeCredCheck(geteuid() + 1), plat::Exception);
-}
+TEST(UnixIo, failedConnectionIsToldAndLeaksNothing) {
+  boundTo(folder / "left");
+  const plat::OwnedFd full = boundTo(folder / "full"), mute = boundTo(folder / "mute", SOCK_DGRAM);
+  ASSERT_EQ(listen(full.get(), 0), 0);
+  const os::UnixIo first((folder / "full").c_str(), -1, false);
+  const std::string rows[][2] = {
+      {"", "System-2: UnixIo: No such file or directory (2)"},
+      {std::string(108, '/'), "System-36: UnixIo: File name too long (36)"},
+      {folder / "missing", "System-2: connect: No such file or directory (2)"},
+      {folder / "left", "System-111: connect: Connection refused (111)"},
+      {folder / "mute", "System-91: connect: Protocol wrong type for socket (91)"},
+      // It used to be waited for for ever.
+      {folder / "full", "System-11: connect: Resource temporarily unavailable (11)"}};
+  const plat::OwnedFd before(dup(0));
+  for (const auto& [path, problem] : rows) {
+    EXPECT_EQ(fakes::thrownBy([&] { os::UnixIo(path.c_str(), -1, false, 50); }), problem) << path;
+  }
+  EXPECT_EQ(plat::OwnedFd(dup(0)).get(), before.get() + 1);
 
-TEST_F(UnixIoTest, failedConnectionIsToldAndLeaksNothing) {
-  expectRefused(ENOENT);
-  listenAt(5);
-  expectRefused(ECONNREFUSED);
-  unlink(path.c_str());
-  // A full queue of the listener used to be waited for for ever.
-  auto listener = listenAt(0);
-  os::UnixIo first(path.c_str(), -1, false);
-  expectRefused(EAGAIN, 50);
+  os::UnixIo datagrams((folder / "mute").c_str(), -1, true);
+  datagrams.out()->writeU8('x');
+  datagrams.out()->flush();
+  char bytes[2];
+  EXPECT_EQ(recv(mute.get(), bytes, 2, MSG_DONTWAIT), 1);
 }
 
 }  // namespace
