@@ -28,12 +28,16 @@ struct Stage : CapturedLog {
     std::istringstream in(script);
     for (std::string word; in >> word;) {
       const size_t at = word.find('=');
-      const std::string problem = fakes::thrownBy(
-          [&] { words.at(word.substr(0, at))(at == word.npos ? "" : word.substr(at + 1)); });
+      const auto found = words.find(word.substr(0, at));
+      const std::string problem = fakes::thrownBy([&] {
+        found == words.end() ? other(word)
+                             : found->second(word.substr(std::min(at, word.size() - 1) + 1));
+      });
       if (!problem.empty()) events += "(" + problem + ") ";
     }
     return events;
   }
+  virtual void other(const std::string& word) { ADD_FAILURE() << word; }
   // The near end of a new connection, for the caller to own.
   int connectPeer() {
     int fds[2];
@@ -67,8 +71,7 @@ struct Stage : CapturedLog {
 
   std::map<std::string, std::function<void(const std::string& argument)>> words = {
       {"send", [&](auto bytes) { send(bytes); }},
-      {"receive", [&](auto) { receive(false); }},
-      {"receive-all", [&](auto) { receive(true); }},
+      {"receive", [&](auto how) { receive(how == "all"); }},
       {"refuse-more", [&](auto) { shutdown(peer.get(), SHUT_RD); }},
       {"close-peer", [&](auto) { peer = plat::OwnedFd(-1); }},
       {"run", [&](auto) { loop->runIdle(); }}};

@@ -22,11 +22,8 @@ bool SelectManager::waitOnce(int limitMs) {
   timeval timeout = {timeoutMs / 1000, timeoutMs % 1000 * 1000};
   fd_set readable = readSet, writable = writeSet;
   const int end = watchedEnd;
-  int ready = select(end, &readable, &writable, nullptr, timeoutMs < 0 ? nullptr : &timeout);
-  if (ready < 0) {
-    if (errno != EINTR) throw plat::SystemException("select", errno);
-    ready = 0;
-  }
+  const int ready = select(end, &readable, &writable, nullptr, timeoutMs < 0 ? nullptr : &timeout);
+  if (ready < 0 && errno != EINTR) throw plat::SystemException("select", errno);
   for (int fd = 0, left = ready; left > 0 && fd < end; fd++) {
     if (FD_ISSET(fd, &readable)) {
       queueReadable(watched[fd]);
