@@ -3,9 +3,6 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
-#include <algorithm>
-#include <cerrno>
-#include <functional>
 #include <map>
 #include <optional>
 #include <sstream>
