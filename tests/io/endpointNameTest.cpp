@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 
 #include "tests/support/thrownBy.h"
 
@@ -24,9 +25,7 @@ std::string parsed(const char* name, int defaultPort, int displayRange) {
 }
 
 TEST(endpointName, parseEndpointSplitsOrRefusesTheWholeName) {
-  const struct {
-    const char *name, *result;
-  } rows[] = {
+  const std::pair<const char*, const char*> rows[] = {
       {"host", "host 100"},   {"host:", "host 100"},      {"host:0", "host 100"},
       {"host:9", "host 109"}, {"host: 9", "host 109"},    {"host:10", "host 10"},
       {"host::9", "host 9"},  {"host::", "host 100"},     {"host::65535", "host 65535"},
@@ -53,15 +52,13 @@ TEST(endpointName, parseEndpointSplitsOrRefusesTheWholeName) {
 }
 
 TEST(endpointName, formatEndpointPutsTheShortestPortBehindTheBracketedHost) {
-  const struct {
-    const char* host;
-    int port, defaultPort, displayRange;
-    const char* name;
-  } rows[] = {{"::1", 100, 100, 10, "[::1]"},      {"::1", 101, 100, 10, "[::1]:1"},
-              {"::1", 80, 100, 10, "[::1]::80"},   {"host", 109, 100, 10, "host:9"},
-              {"host", 110, 100, 10, "host::110"}, {"host", 101, 100, 0, "host:101"},
-              {"[::1]", 5, -1, 10, "[::1]::5"},    {"host", 65535, 65530, 2147483647, "host:5"},
-              {"host", 5, 0, 10, "host:5"}};
+  const std::tuple<const char*, int, int, int, const char*> rows[] = {
+      {"::1", 100, 100, 10, "[::1]"},      {"::1", 101, 100, 10, "[::1]:1"},
+      {"::1", 80, 100, 10, "[::1]::80"},   {"host", 109, 100, 10, "host:9"},
+      {"host", 110, 100, 10, "host::110"}, {"host", 101, 100, 0, "host:101"},
+      {"[::1]", 5, -1, 10, "[::1]::5"},    {"host", 65535, 65530, 2147483647, "host:5"},
+      {"host", 5, 0, 10, "host:5"},
+  };
   for (const auto& [host, port, defaultPort, displayRange, name] : rows) {
     EXPECT_STREQ(io::formatEndpoint(host, port, defaultPort, displayRange).get(), name);
   }

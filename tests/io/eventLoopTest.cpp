@@ -2,6 +2,7 @@
 
 #include <csignal>
 #include <thread>
+#include <tuple>
 
 #include "base/io/FdHandler.h"
 #include "base/io/unix/FdKicker.h"
@@ -27,12 +28,6 @@ struct Handler : io::FdHandler {
   std::string id;
 };
 
-struct Loop : io::SelectManager {
-  explicit Loop(Tell newTell) : tell(std::move(newTell)) {}
-  void eventsProcessed() override { tell("|"); }
-  Tell tell;
-};
-
 TEST(FdManager, eventsInsideAnEventTouchWhatIsStillToCome) {
   std::string events, when;
   std::function<void()> act;
@@ -42,15 +37,12 @@ TEST(FdManager, eventsInsideAnEventTouchWhatIsStillToCome) {
   };
   // Dispatched as 2, 1, 0, since their addresses ascend.
   Handler h[] = {{tell, '0'}, {tell, '1'}, {tell, '2'}};
-  std::optional<Loop> loop(tell);
+  std::optional<TestLoop> loop(std::in_place);
   const auto remove = [&] { loop->removeHandler(&h[1]); };
   const auto want = [&](unsigned kinds) { return [&, kinds] { loop->setInterest(&h[1], kinds); }; };
   const auto drop = [&](bool all) { return [&, all] { loop->dropWritable(&h[1], all); }; };
-  const struct {
-    const char* when;
-    std::function<void()> act;
-    const char* events;  // of two processEvents()
-  } rows[] = {
+  // At which event what is done, and the events of two processEvents().
+  const std::tuple<const char*, std::function<void()>, const char*> rows[] = {
       {"", nullptr, "2o1o0o2r1r0r2w1w0w||"},
       {"2o", want(4), "2o0o2r1r0r2w0w||"},
       {"2r", want(8), "2o1o0o2r1r0r2w0w||"},
@@ -59,24 +51,27 @@ TEST(FdManager, eventsInsideAnEventTouchWhatIsStillToCome) {
       {"2w", drop(false), "2o1o0o2r1r0r2w1w0w||"},
       {"2w", drop(true), "2o1o0o2r1r0r2w0w||"},
       {"2r", [&] { loop->queueReadable(&h[1]); }, "2o1o0o2r1r0r2w1w0w|1r|"},
-      {"1r", [&] { loop->processEvents(); }, "2o1o0o2r1r0r2w1w0w|||"},
-      {"1r", [] { throw plat::Exception("no"); }, "2o1o0o2r1r0r2w1w0w|"},
+      {"1r", [&] { loop->processEvents(); }, "2o1o0o2r1r0r2w1w0w||"},
+      {"1r", [] { throw plat::Exception("no"); }, "2o1o0o2r1r|0r2w1w0w|"},
       {"2o", remove, "2o0o2r0r2w0w||"},
       {"2r", remove, "2o1o0o2r0r2w0w||"},
       {"1w", remove, "2o1o0o2r1r0r2w1w0w||"},
   };
-  for (const auto& row : rows) {
-    events.clear();
-    when = row.when;
-    act = row.act;
+  for (const auto& [at, action, expected] : rows) {
+    events = "";
+    when = at;
+    act = action;
     for (int i : {1, 2, 0, 1}) {
       loop->addHandler(&h[i]);
       loop->queueWritable(&h[i]);
       loop->queueReadable(&h[i]);
       loop->queueOther(&h[i]);
     }
-    for (int i = 0; i < 2; i++) fakes::thrownBy([&] { loop->processEvents(); });
-    EXPECT_EQ(events, row.events) << &row - rows;
+    for (int i = 0; i < 2; i++) {
+      fakes::thrownBy([&] { loop->processEvents(); });
+      events += '|';
+    }
+    EXPECT_EQ(events, expected) << at;
   }
 
   // The end of the loop is told to the last registered one first.
@@ -98,26 +93,22 @@ TEST(FdManager, eventsInsideAnEventTouchWhatIsStillToCome) {
 TEST(SelectManager, watchesWhatIsAskedForAndNothingElse) {
   Stage stage("FdManager:captured:0");
   const Tell tell = [&](const std::string& event) { stage.events += event; };
-  Loop loop(tell);
+  TestLoop loop;
   const plat::OwnedFd near(stage.connectPeer());
   // Two share a descriptor, and that of the third stands beside it.
   Handler handlers[] = {
       {tell, '0', near.get()}, {tell, '1', near.get()}, {tell, '2', stage.peer.get()}};
-  const struct {
-    int handler;
-    unsigned interest;
-    const char* events;
-  } rows[] = {
-      {0, 0, "|"},   {2, 4, "|"},     {0, 1, "0r|"}, {2, 2, "0r2w|"}, {2, 0, "0r|"},
-      {0, 2, "0w|"}, {0, 3, "0r0w|"}, {1, 2, "1w|"}, {0, 0, "1w|"},   {1, 0, "|"},
+  const std::tuple<int, unsigned, const char*> rows[] = {
+      {0, 0, ""},   {2, 4, ""},     {0, 1, "0r"}, {2, 2, "0r2w"}, {2, 0, "0r"},
+      {0, 2, "0w"}, {0, 3, "0r0w"}, {1, 2, "1w"}, {0, 0, "1w"},   {1, 0, ""},
   };
   stage.send("1234");
   EXPECT_FALSE(loop.isWatching());
-  for (const auto& row : rows) {
+  for (const auto& [handler, interest, events] : rows) {
     stage.events.clear();
-    EXPECT_TRUE(loop.setInterest(&handlers[row.handler], row.interest));
-    EXPECT_EQ(loop.waitOnce(0), *row.events != '|');
-    EXPECT_EQ(stage.events, row.events) << &row - rows;
+    EXPECT_TRUE(loop.setInterest(&handlers[handler], interest));
+    EXPECT_EQ(loop.waitOnce(0), *events != 0);
+    EXPECT_EQ(stage.events, events) << handler << interest;
   }
   EXPECT_FALSE(loop.isWatching());
   stage.events.clear();
@@ -142,20 +133,18 @@ TEST(SelectManager, waitEndsAtTheLimitOrWithADueTimerOrASignal) {
     int count = 0;
   };
   constexpr int hour = 3600000;
-  const struct {
-    int limitMs, timerMs;  // -1: none
-    bool result;
-  } rows[] = {
+  // Limit and timer in milliseconds, with -1 for none, and what waitOnce() returns.
+  const std::tuple<int, int, bool> rows[] = {
       {0, -1, false}, {5, -1, false},  {0, hour, false}, {5, hour, false},
       {-1, 5, true},  {hour, 5, true}, {0, 0, true},
   };
   io::SelectManager loop;
-  for (const auto& row : rows) {
+  for (const auto& [limit, duration, result] : rows) {
     Expiry expiry;
     plat::Timer timer(&expiry);
-    if (row.timerMs >= 0) timer.start(row.timerMs);
-    EXPECT_EQ(loop.waitOnce(row.limitMs), row.result) << row.limitMs << " " << row.timerMs;
-    EXPECT_EQ(expiry.count, row.result);  // it runs again, and used to count as nothing
+    if (duration >= 0) timer.start(duration);
+    EXPECT_EQ(loop.waitOnce(limit), result) << limit << " " << duration;
+    EXPECT_EQ(expiry.count, result);  // it runs again, and used to count as nothing
   }
   loop.dispatchSoon();
   EXPECT_TRUE(loop.waitOnce());
@@ -182,30 +171,25 @@ struct Kicked : io::FdKickerCallback {
   std::string bytes;
 };
 
-TEST(FdKicker, kicksOfOtherThreadsWakeTheLoopAndAFullPipeDropsThem) {
-  Kicked kicked;
-  io::FdKicker kicker(&kicked);
-  for (const std::string kicks : {"abq", "cq"}) {
-    std::thread other([&] {
-      for (char kick : kicks) kicker.kick(uint8_t(kick));
-    });
-    kicked.loop->run();
-    other.join();
-  }
-  for (int i = 0; i < 200000; i++) {
-    kicker.kick('d');
-    if (i % 100000 == 99999) kicked.loop->runIdle();
-  }
-  EXPECT_EQ(kicked.bytes, "abqcqdd");
-}
-
-TEST(FdKicker, livesLongerOrShorterThanItsLoop) {
+TEST(FdKicker, wakesTheLoopFromAnyThreadDropsWhatDoesNotFitAndMayOutliveTheLoop) {
   Kicked kicked;
   const plat::OwnedFd before(dup(0));
   std::optional<io::FdKicker> kicker(&kicked);
   kicker.reset();
   EXPECT_FALSE(kicked.loop->isWatching());
   kicker.emplace(&kicked);
+  for (const std::string kicks : {"abq", "cq"}) {
+    std::thread other([&] {
+      for (char kick : kicks) kicker->kick(uint8_t(kick));
+    });
+    kicked.loop->run();
+    other.join();
+  }
+  for (int i = 0; i < 200000; i++) {
+    kicker->kick('d');
+    if (i % 100000 == 99999) kicked.loop->runIdle();
+  }
+  EXPECT_EQ(kicked.bytes, "abqcqdd");
   kicked.loop.reset();
   kicker->kick(1);
   kicker.reset();
