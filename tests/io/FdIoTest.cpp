@@ -100,7 +100,7 @@ TEST(FdIo, eventsWritesAndShutdownsFollowEachOther) {
       {"send=\1a\1b\1c read listen run mark timers run", "(a) 0 r b c "},
       {"send=\1d\1 read listen=now timers run", "(d) 0 r w "},
       {"listen=now run unlisten send=\1e read listen=now run", "w (e) w "},
-      {"connecting listen=now process receive run listen=now run", "<> w w "},
+      {"connecting listen=now process receive run listen=now process", "<> w w "},
       {"listen=now write=x flush timers run receive", "0 <x> "},
       {"listen fill receive=all timers", "<all> -1 "},
       {"debug listen fill refuse-more receive=all",
@@ -165,10 +165,16 @@ TEST(FdIo, blockingStreamsHonourTheirTimeoutAndMisuseIsNoticed) {
   EXPECT_DEATH(io.Io::markReadable(), "Io::markReadable\\(\\) not implemented for this Io");
   stage.play("close-peer");  // a reset, as data was left unread
   for (int i = 0; i < 2; i++) EXPECT_EQ(io.getSocketError(), ECONNRESET);
+  FdStage other;
+  for (const char* script : {"", "write=x flush close-peer"}) {
+    other.play(script);
+    EXPECT_EQ(other.io->getSocketError(), 0);  // asked for before the reset
+  }
 
   rdr::MemOutStream state;
   for (int i = 0; i < 255; i++) io.getFlags().insert(std::to_string(i).c_str());
   io.writeState(state);
+  EXPECT_EQ(state.length(), 1 + 10 * 2 + 90 * 3 + 155 * 4 + 4);
   io.getFlags().insert("one too many");
   EXPECT_DEATH(io.writeState(state), "'flags.size\\(\\) < 256'");
 }
