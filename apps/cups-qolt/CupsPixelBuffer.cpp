@@ -25,11 +25,10 @@ rfb::PixelFormat rasterFormat() {
 
 // The library lets any number through.
 void checkSize(const cups_page_header_t& header, unsigned bandRows) {
-  constexpr unsigned maxPixels = INT_MAX / 4;
+  constexpr unsigned maxHeight = INT_MAX / 4;  // that of the width follows from the band's size
   constexpr uint64_t maxBandBytes = uint64_t{1} << 30;
   uint64_t rowBytes = uint64_t{header.cupsWidth} * bytesPerPixel;
-  if (header.cupsBytesPerLine < rowBytes || header.cupsWidth > maxPixels ||
-      header.cupsHeight > maxPixels ||
+  if (header.cupsBytesPerLine < rowBytes || header.cupsHeight > maxHeight ||
       rowBytes * bandRows + (header.cupsBytesPerLine - rowBytes) > maxBandBytes) {
     throw plat::ExceptionFmt("Invalid CUPS page size: %u x %u, %u bytes per line", header.cupsWidth,
                              header.cupsHeight, header.cupsBytesPerLine);

@@ -17,7 +17,7 @@ struct RasterPage {
   uint32_t colorSpace = 1;
   uint32_t resolution[2] = {300, 300};
   uint32_t pageSize[2] = {595, 842};
-  std::string lines;
+  std::string lines = {};
 };
 
 // Calls field(offset, member) for each of them and its place in the page header.

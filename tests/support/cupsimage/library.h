@@ -13,31 +13,16 @@
 namespace test {
 
 // The library that libcupsimage.so.2 stands for in a child process.
-enum class CupsImage { real, standIn, withoutReadPixels };
-
-inline const char* fileOf(CupsImage library) {
-  switch (library) {
-    case CupsImage::standIn:
-      return QOLT_CUPSIMAGE_STAND_IN;
-    case CupsImage::withoutReadPixels:
-      return QOLT_CUPSIMAGE_WITHOUT_READ_PIXELS;
-    default:
-      return "libcupsimage.so.2";
-  }
-}
-
-inline bool hasRealLibrary() {
-  void* library = dlopen(fileOf(CupsImage::real), RTLD_LAZY);
-  return library && dlclose(library) == 0;
-}
+enum class CupsImage { real, standIn };
 
 // Also the names of tests, through testing::PrintToStringParamName.
 inline void PrintTo(CupsImage library, std::ostream* out) {
   *out << (library == CupsImage::real ? "realLibrary" : "standIn");
 }
 
-// Runs the body in a child process of its own, since what is loaded stays. Its failures
-// are failures of the test; where the library is not installed the test is skipped.
+// Runs the body in a child process of its own, since what is loaded stays; its argument is null
+// for the real library. Its failures are failures of the test, and so is a handle of the stand-in
+// that it leaves open or closes twice; where the library is not installed the test is skipped.
 template <class Body>
 void withCupsImage(CupsImage library, Body body) {
   constexpr int notInstalled = 77;
@@ -46,9 +31,13 @@ void withCupsImage(CupsImage library, Body body) {
   ASSERT_GE(child, 0);
   if (child == 0) {
     // By its name the loader then finds this one.
-    void* handle = dlopen(fileOf(library), RTLD_NOW | RTLD_GLOBAL);
-    if (!handle) _exit(library == CupsImage::real ? notInstalled : 1);
-    body(static_cast<StandIn*>(dlsym(handle, "standIn")));
+    const bool isReal = library == CupsImage::real;
+    void* handle =
+        dlopen(isReal ? "libcupsimage.so.2" : QOLT_CUPSIMAGE_STAND_IN, RTLD_NOW | RTLD_GLOBAL);
+    if (!handle) _exit(isReal ? notInstalled : 1);
+    auto* standIn = static_cast<StandIn*>(dlsym(handle, "standIn"));
+    body(standIn);
+    EXPECT_TRUE(!standIn || standIn->opened == standIn->closed);
     fflush(nullptr);
     _exit(testing::Test::HasFailure() ? 1 : 0);
   }
@@ -58,5 +47,20 @@ void withCupsImage(CupsImage library, Body body) {
   if (WEXITSTATUS(status) == notInstalled) GTEST_SKIP() << "libcupsimage.so.2 is not installed";
   ASSERT_EQ(WEXITSTATUS(status), 0);
 }
+
+// Tests that run with either: INSTANTIATE_CUPS_IMAGES(group) defines their group.
+class WithCupsImage : public testing::TestWithParam<CupsImage> {
+ protected:
+  template <class Body>
+  void with(Body body) {
+    withCupsImage(GetParam(), body);
+  }
+};
+
+#define INSTANTIATE_CUPS_IMAGES(group)                                                       \
+  using group = test::WithCupsImage;                                                         \
+  INSTANTIATE_TEST_SUITE_P(With, group,                                                      \
+                           testing::Values(test::CupsImage::standIn, test::CupsImage::real), \
+                           testing::PrintToStringParamName())
 
 }  // namespace test
