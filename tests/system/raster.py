@@ -92,7 +92,7 @@ def raster_pages(document):
 def assert_page(path, page, paper=9):
     """The page file is the page's. Tells whether there is ink on it."""
     file = PageFile(path)
-    size = [(508 * pixels + dpi) // (2 * dpi) if dpi else 0
+    size = [min((508 * pixels + dpi) // (2 * dpi), 0xffffffff) if dpi else 0
             for pixels, dpi in zip((page.width, page.height), page.resolution)]
     assert (file.width, file.height, file.width_mm10, file.height_mm10, file.paper) == \
         (page.width, page.height, *size, paper)

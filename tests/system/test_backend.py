@@ -31,7 +31,7 @@ FORMAT = """Assertion 'wantZRLE || format == "PS" || format == "PDF"' failed at 
     ("qolt:/ZRLE/1000", "invalid device-uri 'qolt:/ZRLE/1000'\n"),
     ("qolt:/PDF/1000x@x", "invalid device-uri 'qolt:/PDF/1000x@x'\n"),
     ("qolt:/TIFF/1@x", FORMAT),
-    ("qolt:/zrle/1@x", FORMAT),
+    ("qolt:/zrle/4294967294@x", FORMAT),
     ("qolt:/ZRLE/-1@x", "getpwuid(4294967295): account not found\n"),
     ("qolt:/PDF/4294967294@x", "getpwuid(4294967294): account not found\n"),
 ])

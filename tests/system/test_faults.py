@@ -251,6 +251,11 @@ def test_every_step_that_fails_has_its_message_and_leaves_what_it_should(subject
                                  "Left in /tmp"], parallel(line, ROWS))
 
 
+def test_document_is_closed_before_the_account_is_taken(subject):
+    calls = [call[:2] for call in subject("named").calls()]
+    assert calls.index(("close", "/document")) < calls.index(("setgid", ""))
+
+
 def try_all(subject, kind, struck):
     problems = parallel(lambda fault: subject(kind).try_fault(*fault), faults.some(struck))
     assert "\n\n".join(filter(None, problems)) == "" and len(struck) > 30

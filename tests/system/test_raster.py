@@ -3,6 +3,8 @@
 import os
 import random
 import signal
+from fcntl import F_GETPIPE_SZ, fcntl
+from operator import le
 from resource import RLIMIT_AS, RLIMIT_FSIZE
 from threading import Thread
 
@@ -93,6 +95,27 @@ def test_page_is_read_back_whatever_its_tiles_look_like(job, folder, imaging):
     assert result.status == 0 and png_pixels(picture) == (page.width, page.height, page.pixels())
 
 
+# DMPAPER numbers, and the largest page of each in points. The first that holds a page is taken.
+PAPERS = {27: (312, 624), 31: (323, 459), 11: (420, 595), 28: (459, 649), 13: (516, 729), 10: (538, 781),
+          2: (552, 730), 9: (595, 842), 1: (612, 792), 5: (612, 1008), 30: (649, 918), 42: (709, 1001),
+          12: (729, 1032), 3: (792, 1224), 8: (842, 1191), 4: (2**32 - 1, 2**32 - 1)}
+
+
+def test_page_file_tells_size_and_paper(job, stand_in):
+    pages = [RasterPage(lines=bytes(3), page_size=(width + more, height + higher))
+             for width, height in [(0, 0), (1224, 792), *list(PAPERS.values())[:-1]]
+             for more, higher in [(0, 0), (1, 0), (0, 1)]]
+    pages += [random_page(2480, 1), random_page(1, 3508), random_page(5100, 1, resolution=(600, 300)),
+              random_page(1, 3300, resolution=(600, 300)), random_page(1, 2, resolution=(508, 0)), random_page(5, 0),
+              RasterPage(0, 536870911, resolution=(0, 1))]  # higher than can be told
+    with job.listen():
+        result = job.run("ZRLE", input=raster_stream(b"RaS3", *pages), env=stand_in)
+        assert result.status == 0, result.err
+    for suffix, page in zip(page_suffixes(len(pages)), pages):
+        paper = next(code for code, most in PAPERS.items() if all(map(le, page.page_size, most)))
+        assert_page(job.path(suffix), page, paper)
+
+
 def other(color, pixel, space):
     message = f"Page has unsupported pixel-format:\ncupsBitsPerColor: {color}\n" \
         f"cupsBitsPerPixel: {pixel}\ncupsColorSpace: {space}\n"
@@ -127,10 +150,11 @@ def test_damage_fails_the_job_and_keeps_the_page_files_so_far(job, imaging, page
     assert_failed(job, result, message, whole, unfinished=unfinished)
 
 
-def test_what_is_no_raster_fails_the_job(job, imaging):
-    for document in b"", b"no raster":
-        result = job.run("ZRLE", input=document, env=imaging)
-        assert_failed(job, result, "cupsRasterOpen('[stdin]') failed")
+def test_what_is_no_raster_fails_the_job(job, folder, imaging):
+    (folder / "document").write_bytes(b"no raster")
+    for name, *document in ("[stdin]",), (job.path(".in"), folder / "document"):
+        result = job.run("ZRLE", *document, input=b"no raster", env=imaging)
+        assert_failed(job, result, f"cupsRasterOpen('{name}') failed")
 
 
 # The last bytes of a page file wait in stdio's buffer until it is closed.
@@ -155,6 +179,7 @@ def test_cancelled_conversion_keeps_the_page_files_so_far(job, imaging):
         os.close(reading)
         os.write(writing, raster_stream(b"RaS3", page, page)[:-1])  # less than a pipe holds
         assert eventually(lambda: "-1.zrle" in job.files())
+        assert fcntl(writing, F_GETPIPE_SZ) == 1 << 20  # so that who draws need not wait
         process.signal(signal.SIGTERM)
         result = process.wait()
     os.close(writing)
