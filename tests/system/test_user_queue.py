@@ -32,11 +32,6 @@ def wait_until_held(cups, queue, *jobs):
         assert eventually(is_held), cups.log(printed)
 
 
-def test_scheduler_lists_the_device(cups):
-    assert "uri = qolt-user:/\n        class = direct\n        info = QOLT Remote Printer of " \
-        "everybody\n        make-and-model = QOLT Printer\n" in cups.manage("lpinfo", "-l", "-v")
-
-
 def test_jobs_wait_for_those_who_are_away(cups, job, accounts, folder, queue, receive):
     here, away = accounts[:2]
     document = folder / "document"
