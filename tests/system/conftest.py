@@ -175,8 +175,7 @@ def new_scheduler():
         pytest.skip("needs " + ("root" if os.geteuid() != 0 else missing))
     with ExitStack() as stack:
         def start(**how):
-            folder = stack.enter_context(
-                tempfile.TemporaryDirectory(prefix="qolt_test.", dir="/tmp"))
+            folder = stack.enter_context(tempfile.TemporaryDirectory(prefix="qolt_test.", dir="/tmp"))
             os.chmod(folder, 0o755)
             return stack.enter_context(scheduler.Scheduler(folder, **how))
         yield start

@@ -25,8 +25,7 @@ ERRORS = {"openat": ["EMFILE", "EACCES"], "write": ["ENOSPC"], "connect": ["ECON
 def errors_of(call):
     """To try at that call."""
     # A sanitizer has stacks of its own, and looks by way of a pipe what it may read.
-    is_foreign = SANITIZED and (call.name in MEMORY | {"pipe2", "sigaltstack"}
-                                or call.target == "pipe")
+    is_foreign = SANITIZED and (call.name in MEMORY | {"pipe2", "sigaltstack"} or call.target == "pipe")
     if call.name in INFALLIBLE or call.target == "output" or is_foreign:
         return []
     # A pipe in memory does not break.

@@ -136,8 +136,7 @@ class PageFile:
         *header, one = source.unpack("6I")
         self.width, self.height, self.width_mm10, self.height_mm10, self.paper = header
         message = Bytes(joined_frames(source))
-        assert (one, *message.unpack("5H")) == \
-            (1, 0x8010, 0, 0, self.width & 0xffff, self.height & 0xffff)
+        assert (one, *message.unpack("5H")) == (1, 0x8010, 0, 0, self.width & 0xffff, self.height & 0xffff)
         self.compressed = message.take(len(message.data) - message.at)
         self.kinds = Counter()
 

@@ -73,8 +73,7 @@ class Process:
     """A program with none of our environment but a PATH. Input is bytes, which lie ready in
     a pipe, or a descriptor. End it with wait(), or as a context."""
 
-    def __init__(self, arguments, input=b"", account=None, env={}, before=None,
-                 broken_errors=False):
+    def __init__(self, arguments, input=b"", account=None, env={}, before=None, broken_errors=False):
         arguments = [os.fspath(argument) for argument in arguments]
         ends = []
         if isinstance(input, bytes):
@@ -92,8 +91,7 @@ class Process:
         ids = {}
         if account:
             arguments[0] = public(arguments[0])
-            ids = {"user": account.pw_uid, "group": account.pw_gid,
-                   "extra_groups": [account.pw_gid]}
+            ids = {"user": account.pw_uid, "group": account.pw_gid, "extra_groups": [account.pw_gid]}
         self.child = subprocess.Popen(
             arguments, stdin=input, stdout=self.out, stderr=errors, preexec_fn=before,
             env={"PATH": "/usr/sbin:/usr/bin:/sbin:/bin",
@@ -139,8 +137,7 @@ class Process:
             self.child.kill()
             self.child.wait()
             raise
-        return Result(128 - status if status < 0 else status, self._text(self.out),
-                      self._text(self.err))
+        return Result(128 - status if status < 0 else status, self._text(self.out), self._text(self.err))
 
     def __enter__(self):
         return self

@@ -33,15 +33,13 @@ def with_filter(folder, ppd, line):
     """A copy of the PPD file that has this line in place of its own cupsFilter2 lines."""
     lines = packaged(ppd).read_text().splitlines(True)
     copy = folder / f"filter-{ppd}"
-    copy.write_text("".join(old for old in lines if not old.startswith("*cupsFilter"))
-                    + line + "\n")
+    copy.write_text("".join(old for old in lines if not old.startswith("*cupsFilter")) + line + "\n")
     return copy
 
 
 def as_is(folder):
     """A PPD file with which PDF documents go as they are, in the spooled file."""
-    return with_filter(folder, "qolt-pdf.ppd",
-                       '*cupsFilter2: "application/pdf application/pdf 0 -"')
+    return with_filter(folder, "qolt-pdf.ppd", '*cupsFilter2: "application/pdf application/pdf 0 -"')
 
 
 class Scheduler:

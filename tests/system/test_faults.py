@@ -42,8 +42,7 @@ class Subject:
     def run(self, by=(), **more):
         result = self.sample.run(by=by, **more)
         *_, line = ["", *result.err.splitlines()]
-        return Outcome(result.status, result.err, "" if line in self.usual else line,
-                       self.server.receive_at_once())
+        return Outcome(result.status, result.err, "" if line in self.usual else line, self.server.receive_at_once())
 
     def calls(self, leftover=""):
         """Of a good run, which finds the leftover under the name of its document."""
@@ -97,8 +96,7 @@ class Subject:
             return
         is_converting = "[Document]" not in outcome.err and not (call and ".ini" in call.target)
         is_dropping = name in DROP and "signal" not in effect
-        assert files.keys() <= {*(self.sample.pages if is_converting else []),
-                                *([".in"] if is_dropping else [])}
+        assert files.keys() <= {*(self.sample.pages if is_converting else []), *([".in"] if is_dropping else [])}
 
     def assert_whole(self, files, name, effect):
         whole, pages = dict(self.whole), [name for name in files if name in self.sample.pages]
@@ -117,8 +115,7 @@ class Subject:
             outcome = self.strike(call, effect)
             self.assert_delivered_or_failed(outcome, call, effect)
             # The imaging library has calls of its own, which are not made again.
-            if effect in ("error=EINTR", "error=EAGAIN") and \
-                    not (call.name == "read" and self.sample.pages):
+            if effect in ("error=EINTR", "error=EAGAIN") and not (call.name == "read" and self.sample.pages):
                 self.assert_delivered(outcome)
             if self.job.files():
                 self.assert_next_delivered()
@@ -146,8 +143,7 @@ def subject(new_sample, folder):
         yield of
 
 
-class Row(namedtuple("Row", "step kind name target nth effect leftover",
-                     defaults=["", 1, "", ""])):
+class Row(namedtuple("Row", "step kind name target nth effect leftover", defaults=["", 1, "", ""])):
     """Of the table of faults. Without an effect it is something else than a call that fails. The
     call is the nth of its name with that target; 0: the last."""
 
@@ -169,73 +165,51 @@ def shell(command):
     return ["sh", "-c", command, "sh"]
 
 
-IN, INI, PAGE_0, PAGE_1 = (f"/tmp/qolt-JOB{suffix}"
-                           for suffix in (".in", ".ini", "-0.zrle", "-1.zrle"))
+IN, INI, PAGE_0, PAGE_1 = (f"/tmp/qolt-JOB{suffix}" for suffix in (".in", ".ini", "-0.zrle", "-1.zrle"))
 SERVER = "/tmp/.qolt-UID/print.JOB"
-OTHERS = {"standard input is closed": 'exec "$@" <&-',
-          "nobody listens": 'DEVICE_URI=${DEVICE_URI}x exec "$@"'}
-ROWS = [Row(*row) for row in [
-    ("input", "named", "openat", "/document", 1, "error=EMFILE"),
-    ("input", "PDF", "standard input is closed"),
-    ("input", "raster", "standard input is closed"),
-    ("account", "PDF", "openat", "/etc/passwd", 1, "error=EMFILE"),
-    ("account", "PDF", "read", "/etc/passwd", 1, "error=EIO"),
-    ("store", "PDF", "openat", IN, 1, "error=EMFILE"),
-    ("store", "PDF", "openat", IN, 1, "error=ENOSPC"),
-    ("store", "PDF", "fcntl", IN, 1, "error=EINVAL"),
-    ("store", "PDF", "fchown", IN, 1, "error=EPERM"),
-    ("store", "PDF", "read", "stdin", 1, "error=EIO"),
-    ("store", "named", "read", "/document", 1, "error=EIO"),
-    ("store", "PDF", "write", IN, 1, "error=ENOSPC"),
-    ("store", "PDF", "write", IN, 5, "error=EFBIG"),
-    ("store", "PDF", "close", IN, 1, "error=EIO"),
-    ("store", "PDF", "unlink", IN, 1, "error=EROFS", "of an earlier job"),
-    ("store", "PDF", "fcntl", IN, 1, "error=EINVAL", "of an earlier job"),
-    ("store", "PDF", "read", "stdin", 1, "signal=SIGTERM"),
-    ("store", "PDF", "write", IN, 1, "signal=SIGKILL"),
-    ("drop", "PDF", "setgid", "", 1, "error=EPERM"),
-    ("drop", "PDF", "setgroups", "", 1, "error=EPERM"),
-    ("drop", "PDF", "setuid", "", 1, "error=EAGAIN"),
-    ("drop", "PDF", "setuid", "", 1, "retval=0"),
-    ("drop", "PDF", "getresuid", "", 1, "error=EFAULT"),
-    ("drop", "PDF", "setgid", "", 1, "retval=0"),
-    ("report", "PDF", "read", "/proc/sys/kernel/ngroups_max", 1, "retval=2:poke_exit=@arg2=350a"),
-    ("report", "PDF", "getgroups", "", 1, "error=EINVAL"),
-    ("convert", "named", "openat", IN, 2, "error=EMFILE"),
-    ("convert", "named", "newfstatat", IN, 1, "error=EIO"),
-    ("convert", "raster", "read", "/libcupsimage.so.2", 1, "error=EIO"),
-    ("convert", "raster", "read", "stdin", 1, "error=EIO"),
-    ("convert", "raster", "pipe2", "", 1, "error=EMFILE"),
-    ("convert", "raster", "tee", "stdin", 3, "error=ENOMEM"),
-    ("convert", "named", "pread64", IN, 3, "error=EIO"),
-    ("convert", "raster", "openat", PAGE_0, 1, "error=ENOSPC"),
-    ("convert", "raster", "read", "stdin", 3, "error=EIO"),
-    ("convert", "raster", "write", PAGE_0, 1, "error=ENOSPC"),
-    ("convert", "raster", "write", PAGE_1, 1, "error=ENOSPC"),
-    ("convert", "raster", "close", PAGE_1, 1, "error=EIO"),
-    ("convert", "raster", "write", PAGE_1, 1, "signal=SIGTERM"),
-    ("describe", "raster", "openat", INI, 1, "error=ENOSPC"),
-    ("describe", "named", "write", INI, 1, "error=ENOSPC"),
-    ("describe", "PDF", "close", INI, 1, "error=EIO"),
-    ("connect", "PDF", "socket", "", 0, "error=EMFILE"),
-    ("connect", "PDF", "connect", SERVER, 1, "error=ECONNREFUSED"),
-    ("connect", "raster", "connect", SERVER, 1, "error=EAGAIN"),
-    ("connect", "raster", "fcntl", "socket", 1, "error=EINVAL"),
-    ("connect", "PDF", "nobody listens"),
-    ("connect", "raster", "nobody listens"),
-    ("connect", "named", "nobody listens"),
-    ("check", "PDF", "getsockopt", "socket", 2, "error=EINVAL"),
-    ("check", "PDF", "newfstatat", "/tmp/.qolt-UID", 1, "error=EACCES"),
+OTHERS = {"standard input is closed": 'exec "$@" <&-', "nobody listens": 'DEVICE_URI=${DEVICE_URI}x exec "$@"'}
+# Of each step, for a kind of job.
+ROWS = [Row(step, kind, *fault) for step, kind, *faults_of_step in [
+    ("input", "named", ("openat", "/document", 1, "error=EMFILE")),
+    ("input", "PDF", ("standard input is closed",)),
+    ("input", "raster", ("standard input is closed",)),
+    ("account", "PDF", ("openat", "/etc/passwd", 1, "error=EMFILE"), ("read", "/etc/passwd", 1, "error=EIO")),
+    ("store", "PDF",
+     ("openat", IN, 1, "error=EMFILE"), ("openat", IN, 1, "error=ENOSPC"), ("fcntl", IN, 1, "error=EINVAL"),
+     ("fchown", IN, 1, "error=EPERM"), ("read", "stdin", 1, "error=EIO"), ("write", IN, 1, "error=ENOSPC"),
+     ("write", IN, 5, "error=EFBIG"), ("close", IN, 1, "error=EIO"), ("read", "stdin", 1, "signal=SIGTERM"),
+     ("write", IN, 1, "signal=SIGKILL"), ("unlink", IN, 1, "error=EROFS", "of an earlier job"),
+     ("fcntl", IN, 1, "error=EINVAL", "of an earlier job")),
+    ("store", "named", ("read", "/document", 1, "error=EIO")),
+    ("drop", "PDF",
+     ("setgid", "", 1, "error=EPERM"), ("setgroups", "", 1, "error=EPERM"), ("setuid", "", 1, "error=EAGAIN"),
+     ("setuid", "", 1, "retval=0"), ("getresuid", "", 1, "error=EFAULT"), ("setgid", "", 1, "retval=0")),
+    ("report", "PDF", ("read", "/proc/sys/kernel/ngroups_max", 1, "retval=2:poke_exit=@arg2=350a"),
+     ("getgroups", "", 1, "error=EINVAL")),
+    ("convert", "named", ("openat", IN, 2, "error=EMFILE"), ("newfstatat", IN, 1, "error=EIO"),
+     ("pread64", IN, 3, "error=EIO")),
+    ("convert", "raster",
+     ("read", "/libcupsimage.so.2", 1, "error=EIO"), ("read", "stdin", 1, "error=EIO"), ("pipe2", "", 1, "error=EMFILE"),
+     ("tee", "stdin", 3, "error=ENOMEM"), ("openat", PAGE_0, 1, "error=ENOSPC"), ("read", "stdin", 3, "error=EIO"),
+     ("write", PAGE_0, 1, "error=ENOSPC"), ("write", PAGE_1, 1, "error=ENOSPC"), ("close", PAGE_1, 1, "error=EIO"),
+     ("write", PAGE_1, 1, "signal=SIGTERM")),
+    ("describe", "raster", ("openat", INI, 1, "error=ENOSPC")),
+    ("describe", "named", ("write", INI, 1, "error=ENOSPC")),
+    ("describe", "PDF", ("close", INI, 1, "error=EIO")),
+    ("connect", "PDF", ("socket", "", 0, "error=EMFILE"), ("connect", SERVER, 1, "error=ECONNREFUSED"),
+     ("nobody listens",)),
+    ("connect", "raster", ("connect", SERVER, 1, "error=EAGAIN"), ("fcntl", "socket", 1, "error=EINVAL"),
+     ("nobody listens",)),
+    ("connect", "named", ("nobody listens",)),
+    ("check", "PDF", ("getsockopt", "socket", 2, "error=EINVAL"), ("newfstatat", "/tmp/.qolt-UID", 1, "error=EACCES")),
     # The stream used to try again when it was destroyed, and the job was announced.
-    ("send", "PDF", "write", "socket", 1, "error=ENOBUFS"),
-    ("send", "raster", "write", "socket", 1, "error=EPIPE"),
-    ("send", "PDF", "write", "socket", 1, "signal=SIGTERM"),
-    ("release", "named", "unlink", IN, 1, "error=EPERM"),
-]]
+    ("send", "PDF", ("write", "socket", 1, "error=ENOBUFS"), ("write", "socket", 1, "signal=SIGTERM")),
+    ("send", "raster", ("write", "socket", 1, "error=EPIPE")),
+    ("release", "named", ("unlink", IN, 1, "error=EPERM")),
+] for fault in faults_of_step]
 
 
-def test_every_step_that_fails_has_its_message_and_leaves_what_it_should(subject,
-                                                                         reliability_table):
+def test_every_step_that_fails_has_its_message_and_leaves_what_it_should(subject, reliability_table):
     def line(row):
         this = subject(row.kind)
         call = row.call(this) if row.effect else None
@@ -283,8 +257,7 @@ def test_closed_standard_streams_do_not_become_files_of_the_job(subject, kind):
     for closed in ["1", "2", "12", "0", "01", "02", "012"]:
         outcome = this.run(by=shell('exec "$@"' + "".join(f" {fd}>&-" for fd in closed)))
         if "0" in closed:
-            this.assert_delivered_or_failed(outcome._replace(message="gone") if "2" in closed
-                                            else outcome)
+            this.assert_delivered_or_failed(outcome._replace(message="gone") if "2" in closed else outcome)
             assert outcome.status == 1 and this.job.files() == []
         else:
             this.assert_delivered(outcome)

@@ -88,8 +88,7 @@ def try_entry(sample, entry, suffix, is_cleared, before, around, stranger):
     job, path = sample.job, Path(sample.job.path(suffix))
     ENTRIES[entry](path, around, job.account, stranger)
     was = path.lstat()
-    is_replaced = not stat.S_ISDIR(was.st_mode) and \
-        (is_cleared or was.st_uid == job.account.pw_uid)
+    is_replaced = not stat.S_ISDIR(was.st_mode) and (is_cleared or was.st_uid == job.account.pw_uid)
     with job.listen() as server, held_open(path) as read:
         result = sample.run()
         assert server.receive_at_once() == (job.message if is_replaced else b""), result.err
@@ -117,8 +116,7 @@ def test_entry_under_a_job_file_name_is_replaced_or_fails_the_job_untouched(
         for kind, suffix, is_cleared, before in NAMES:
             sample = new_sample(kind)
             try:
-                outcome = try_entry(sample, entry, suffix, is_cleared, before,
-                                    Surroundings(folder), stranger)
+                outcome = try_entry(sample, entry, suffix, is_cleared, before, Surroundings(folder), stranger)
             except PermissionError as error:
                 assert error.errno == errno.EPERM  # device nodes, in some containers
                 break
@@ -144,8 +142,7 @@ def behind_a_link(directory, moved, owner):
 
 
 # Whoever else listens would swallow the job; it fails instead.
-def test_job_is_announced_only_to_the_account_and_root(accounts, new_job, folder,
-                                                       reliability_table):
+def test_job_is_announced_only_to_the_account_and_root(accounts, new_job, folder, reliability_table):
     stranger, account = accounts[1:3]
     uid, directory = account.pw_uid, private_dir(account)
     owners = {"root": 0, "the account": uid, "another account": stranger.pw_uid}

@@ -66,8 +66,7 @@ def test_picture_has_the_fewest_bits_that_its_colours_need(folder, width, colour
 
 
 def test_wrong_files_are_reported_the_others_converted_and_nothing_is_overwritten(folder):
-    for name, data in [("broken", PAGE[:-3]), ("empty", EMPTY_PAGE), ("good", PAGE),
-                       ("x.y-5.png", b"precious")]:
+    for name, data in [("broken", PAGE[:-3]), ("empty", EMPTY_PAGE), ("good", PAGE), ("x.y-5.png", b"precious")]:
         (folder / name).write_bytes(data)
     names = ["broken", "missing", "empty", "good", "good"]
     result = run([TOOL, f"--png={folder}/x.y.png", *[folder / name for name in names]])

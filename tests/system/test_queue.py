@@ -21,8 +21,7 @@ def random_document(seed):
 def grey_pages(greys):
     """A PDF document in which every page is one grey, 0 (black) to 9."""
     kids = " ".join(f"{3 + 2 * i} 0 R" for i in range(len(greys)))
-    objects = ["<</Type/Catalog/Pages 2 0 R>>",
-               f"<</Type/Pages/Count {len(greys)}/Kids[{kids}]>>"]
+    objects = ["<</Type/Catalog/Pages 2 0 R>>", f"<</Type/Pages/Count {len(greys)}/Kids[{kids}]>>"]
     for grey in greys:
         content = f"0.{grey} g 0 0 595 842 re f"
         objects += ["<</Type/Page/Parent 2 0 R/MediaBox[0 0 595 842]/Contents "
@@ -45,8 +44,7 @@ def grey_of(value):
 
 def greys_of_document(path):
     """Of one PDF or PostScript document, which is drawn at 20 dpi."""
-    result = run(["gs", "-q", "-dBATCH", "-dNOPAUSE", "-dSAFER", "-r20", "-sDEVICE=pgmraw",
-                  "-o", "-", path])
+    result = run(["gs", "-q", "-dBATCH", "-dNOPAUSE", "-dSAFER", "-r20", "-sDEVICE=pgmraw", "-o", "-", path])
     assert result.status == 0, result.err
     pictures, greys = result.out.encode(errors="surrogateescape"), ""
     while pictures:
@@ -91,8 +89,7 @@ def test_scheduler_lists_the_devices(cups):
 
 def same_every_time(document):
     """The filters put the time and the job into comments and the PDF trailer."""
-    return [line for line in document.split(b"\n")
-            if not line.startswith(b"%") and b"/ID [" not in line]
+    return [line for line in document.split(b"\n") if not line.startswith(b"%") and b"/ID [" not in line]
 
 
 def test_document_arrives_as_cups_hands_it_over(cups, job, queue, folder, output, serve):
@@ -111,8 +108,7 @@ def test_document_arrives_as_cups_hands_it_over(cups, job, queue, folder, output
         return (output / name).read_bytes()
     assert received("Report-0.pdf", queue) == document.read_bytes()
     assert received("Report-0_2.pdf", queue, "-o", "raw") == document.read_bytes()
-    for name, format, start in [("Report-0_3.pdf", "PDF", b"%PDF-"),
-                                ("Report-0.ps", "PS", b"%!PS")]:
+    for name, format, start in [("Report-0_3.pdf", "PDF", b"%PDF-"), ("Report-0.ps", "PS", b"%!PS")]:
         text = received(name, format)
         assert text.startswith(start)
         stored = cups.stored(format, "-t", "Report", document).read_bytes()
@@ -193,8 +189,7 @@ A4, LETTER = 9, 1
     ("line text", "Resolution=150dpi copies=2", 8, A4),
     ("line", "Resolution=150dpi job-sheets=standard,none", 2, A4),
 ])
-def test_raster_pages_arrive_as_cups_delivers_them(cups, job, folder, real_library, names, options,
-                                                   count, paper):
+def test_raster_pages_arrive_as_cups_delivers_them(cups, job, folder, real_library, names, options, count, paper):
     cups.add_queue("queue", "ZRLE", packaged("qolt-raster.ppd"), job)
     makers = {"text": lambda: text(150), "line": lambda: text(1), "photo": lambda: photo(480, 640)}
     for name in names.split():
@@ -242,8 +237,7 @@ MARGIN = 75  # half an inch at 150 dpi
     ("document", "printer-resolution=600dpi", (4958, 7017), WHOLE),
     ("raster", "", (300, 300), WHOLE),  # as it is
 ])
-def test_raster_pages_are_whole_sheets_and_only_text_has_margins(
-        cups, job, folder, name, options, sheet, edges):
+def test_raster_pages_are_whole_sheets_and_only_text_has_margins(cups, job, folder, name, options, sheet, edges):
     cups.add_queue("queue", "ZRLE", packaged("qolt-raster.ppd"), job)
     (folder / name).write_bytes({
         "photo": photo(480, 640), "text": text(150), "script": b"#!/bin/sh\n" + text(3),
@@ -263,8 +257,7 @@ def test_text_has_margins_in_documents(cups, job, folder, format):
     (folder / "text").write_bytes(text(150))
     stored = cups.stored("queue", folder / "text")
     boxes = run(["gs", "-q", "-dBATCH", "-dNOPAUSE", "-dSAFER", "-sDEVICE=bbox", stored]).err
-    boxes = [[int(word) for word in box.split()]
-             for box in re.findall("^%%BoundingBox: (.*)", boxes, re.MULTILINE)]
+    boxes = [[int(word) for word in box.split()] for box in re.findall("^%%BoundingBox: (.*)", boxes, re.MULTILINE)]
     assert len(boxes) == 3 and all(abs(box[0] - 36) <= 1 for box in boxes)
     assert all(800 <= box[3] <= 842 - 36 for box in boxes)
 
@@ -296,8 +289,7 @@ def test_held_job_is_printed_when_it_is_released(cups, job, queue, document):
 
 @pytest.mark.parametrize("policy, is_kept", [
     ("abort-job", False), ("stop-printer", True), ("retry-job", True), ("retry-current-job", True)])
-def test_failing_job_follows_the_error_policy_of_its_queue(
-        cups, job, folder, document, policy, is_kept):
+def test_failing_job_follows_the_error_policy_of_its_queue(cups, job, folder, document, policy, is_kept):
     cups.add_queue("queue", "PDF", as_is(folder), job, "-o", f"printer-error-policy={policy}")
     failing = cups.print("queue", document)
     lines = cups.wait_for_log(failing, "returned status 1")

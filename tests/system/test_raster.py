@@ -87,8 +87,7 @@ def test_page_is_read_back_whatever_its_tiles_look_like(job, folder, imaging):
         assert_delivered(job, result, server, page, *empty)
     file = PageFile(job.path("-0.zrle"))
     list(file.bands())
-    assert set(file.kinds) == {"raw", "solid", "packed 2", "packed 4", "packed 16", "runs",
-                               "palette runs"}
+    assert set(file.kinds) == {"raw", "solid", "packed 2", "packed 4", "packed 16", "runs", "palette runs"}
     # What people see of it.
     picture = folder / "page.png"
     result = run([BUILD / "bin/qolt-pagefile", f"--png={picture}", job.path("-0.zrle")])

@@ -37,8 +37,7 @@ def test_jobs_wait_for_those_who_are_away(cups, job, accounts, folder, queue, re
     document = folder / "document"
     document.write_bytes(b"%PDF-1.4\n")
     present = receive(here)
-    commands = [(queue, "-U", (here, away)[i % 2].pw_name, "-t", f"{i:02}", document)
-                for i in range(50)]
+    commands = [(queue, "-U", (here, away)[i % 2].pw_name, "-t", f"{i:02}", document) for i in range(50)]
     jobs = [cups.print(*command) for command in commands]
     wait_until_held(cups, queue, *jobs[1::2])
     assert eventually(lambda: len(cups.pending(queue).splitlines()) == 25)
@@ -51,8 +50,7 @@ def test_jobs_wait_for_those_who_are_away(cups, job, accounts, folder, queue, re
     elsewhere = cups.print("elsewhere", "-U", away.pw_name, document)
     wait_until_held(cups, "elsewhere", elsewhere)
     # That one goes to the account too.
-    cups.add_queue("fixed", "PDF", as_is(folder), Job(away, job.id), "-o",
-                   "printer-error-policy=retry-job")
+    cups.add_queue("fixed", "PDF", as_is(folder), Job(away, job.id), "-o", "printer-error-policy=retry-job")
     fixed = cups.print("fixed", "-U", away.pw_name, "-t", "fixed", document)
     cups.wait_for_log(fixed, "returned status 1")
     cups.manage("lp", "-i", f"fixed-{fixed.id}", "-H", "hold")
@@ -65,8 +63,7 @@ def test_jobs_wait_for_those_who_are_away(cups, job, accounts, folder, queue, re
         receiver.signal(signal.SIGTERM)
     assert received(present) == [f"{i:02}" for i in range(0, 50, 2)]
     assert sorted(received(back)) == [f"{i:02}" for i in range(3, 50, 2)] + ["fixed"]
-    assert [title for title in received(back) if title != "fixed"] == \
-        [f"{i:02}" for i in range(3, 50, 2)]
+    assert [title for title in received(back) if title != "fixed"] == [f"{i:02}" for i in range(3, 50, 2)]
 
 
 def test_held_jobs_stay_when_the_receiver_is_told_so(cups, job, account, folder, queue, receive):
@@ -127,11 +124,9 @@ def test_failure_of_the_other_backend_is_told_in_plain_words(
             server.socket.close()
         if status == FAILED:
             os.mkdir(job.path(".in"))
-        result = user_backend(job, f"qolt-user:/{format}/{job.id}", by=everybody, input=input,
-                              env=stand_in).wait()
+        result = user_backend(job, f"qolt-user:/{format}/{job.id}", by=everybody, input=input, env=stand_in).wait()
     lines = result.err.splitlines(True)
-    told = text and "ERROR: " + text.format(
-        job.path(".in") if status == FAILED else account.pw_name) + "\n"
+    told = text and "ERROR: " + text.format(job.path(".in") if status == FAILED else account.pw_name) + "\n"
     end = [told, "STATE: -connecting-to-device\n"] if text else ["STATE: -connecting-to-device\n"]
     assert result.status == status and lines[-len(end):] == end
     # Between the states it is what the other one has said, as it stands.
