@@ -258,6 +258,13 @@ class Job:
     def run(self, *arguments, **how):
         return self.start(*arguments, **how).wait()
 
+    def assert_delivered(self, result, format, *documents):
+        """Apart from what is in them."""
+        assert result.status == 0, result.err
+        assert self.files() == sorted([*documents, ".ini"])
+        assert self.read(".ini").decode() == self.description(format, *documents)
+        self.assert_owned()
+
     def assert_owned(self):
         """Its files are the account's alone."""
         for suffix in self.files():

@@ -22,13 +22,8 @@ class Sample:
         return self.job.run(self.format, *self.arguments, **self.how | more)
 
     def assert_delivered(self, result):
-        job = self.job
-        assert result.status == 0, result.err
-        documents = self.pages or [".in"]
-        assert job.files() == sorted([*documents, ".ini"])
-        assert job.read(".ini").decode() == job.description(self.format, *documents)
-        job.assert_owned()
+        self.job.assert_delivered(result, self.format, *(self.pages or [".in"]))
         if self.kind == "PDF":
-            assert job.read(".in") == PDF
+            assert self.job.read(".in") == PDF
         for suffix, page in zip(self.pages, PAGES):
-            assert_page(job.path(suffix), page)
+            assert_page(self.job.path(suffix), page)

@@ -52,10 +52,8 @@ def test_job_is_stored_for_the_account_and_announced(job, folder, format, named)
             f"groups={gid},\n{job.description(format, '.in')}"
             f'qolt: connecting to socket "{server.path}"\nqolt: socket connected successfully\n')
         assert server.receive() == job.message
-    assert job.files() == [".in", ".ini"]
-    job.assert_owned()
+    job.assert_delivered(result, format, ".in")
     assert job.read(".in") == TEXT
-    assert job.read(".ini").decode() == job.description(format, ".in")
 
 
 def test_job_is_delivered_to_a_server_that_never_reads_and_with_a_broken_standard_error(job):

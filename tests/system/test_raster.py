@@ -24,12 +24,8 @@ def assert_pages(job, *pages):
 
 
 def assert_delivered(job, result, server, *pages):
-    suffixes = page_suffixes(len(pages))
-    assert result.status == 0, result.err
+    job.assert_delivered(result, "ZRLE", *page_suffixes(len(pages)))
     assert server.receive() == job.message
-    assert job.files() == sorted([*suffixes, ".ini"])
-    assert job.read(".ini").decode() == job.description("ZRLE", *suffixes)
-    job.assert_owned()
     assert_pages(job, *pages)
 
 
