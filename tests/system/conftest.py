@@ -5,7 +5,7 @@ import pwd
 import secrets
 import signal
 import tempfile
-from contextlib import ExitStack
+from contextlib import ExitStack, suppress
 from pathlib import Path
 from subprocess import DEVNULL, call
 
@@ -14,8 +14,7 @@ import pytest
 pytest.register_assert_rewrite("programs", "pagefile", "raster", "samples", "scheduler")
 
 import scheduler  # noqa: E402
-from programs import (  # noqa: E402
-    BUILD, RECEIVER, SOURCE, Job, Process, private_dir, public)
+from programs import BUILD, RECEIVER, SOURCE, Job, Process, private_dir, public, socket_path  # noqa: E402
 from samples import RASTER, Sample  # noqa: E402
 
 RELIABILITY = SOURCE / "docs/reliability.md"
@@ -40,17 +39,12 @@ def beside_others():
     tmp = os.open("/tmp", os.O_RDONLY)
     fcntl.flock(tmp, fcntl.LOCK_SH)
     yield
-    try:
+    with suppress(BlockingIOError):
         fcntl.flock(tmp, fcntl.LOCK_EX | fcntl.LOCK_NB)
         for entry in unprivileged_accounts():
-            try:
+            with suppress(OSError):  # it may be somebody else's
                 os.rmdir(private_dir(entry))
-            except OSError:
-                pass  # somebody else's
-    except BlockingIOError:
-        pass
-    finally:
-        os.close(tmp)
+    os.close(tmp)
 
 
 @pytest.fixture
@@ -64,11 +58,6 @@ def accounts():
 @pytest.fixture
 def account(accounts):
     return accounts[0]
-
-
-@pytest.fixture
-def stranger(accounts):
-    return accounts[1]
 
 
 @pytest.fixture
@@ -151,22 +140,40 @@ def output(folder, account):
 
 
 @pytest.fixture
-def serve(job, output):
-    """Starts a receiver at the job's endpoint; when it returns, jobs can come. The scheduler of the
-    machine is left alone, and so are jobs of others that lie in /tmp."""
+def start_receiver(job):
+    """Starts one at the job's endpoint; when it returns, jobs can come."""
     receivers = []
 
-    def start(*parameters, output=output, **how):
-        receivers.append(Process([RECEIVER, f"--name={job.id}", f"--output={output}",
-                                  "--timeout=60", "--releaseheld=no", "--takeover=no",
-                                  *parameters], account=job.account, **how))
-        receivers[-1].wait_for(f"listening on {job.socket_path}\n")
+    def start(account, output, *parameters, **how):
+        receivers.append(Process([RECEIVER, f"--name={job.id}", f"--output={output}", "--takeover=no",
+                                  *parameters],
+                                 account=account, **how))
+        receivers[-1].wait_for(f"listening on {socket_path(account, job.id)}\n")
         return receivers[-1]
     yield start
     for receiver in receivers:
         if receiver.child.poll() is None:
             receiver.signal(signal.SIGTERM)
             assert receiver.wait().status == 0
+
+
+@pytest.fixture
+def serve(job, output, start_receiver):
+    """Starts a receiver of the job's account. The scheduler of the machine is left alone."""
+    def start(*parameters, output=output, **how):
+        return start_receiver(job.account, output, "--timeout=60", "--releaseheld=no", *parameters, **how)
+    return start
+
+
+@pytest.fixture
+def receive(cups, folder, start_receiver):
+    """Starts a receiver of an account; documents go to its own folder."""
+    def start(account, *parameters):
+        output = folder / account.pw_name
+        output.mkdir(exist_ok=True)
+        os.chown(output, account.pw_uid, account.pw_gid)
+        return start_receiver(account, output, "--log=*:stderr:30", *parameters, env=cups.environment())
+    return start
 
 
 @pytest.fixture(scope="session")
@@ -211,23 +218,3 @@ def cups(one_scheduler):
     """A scheduler without queues."""
     yield one_scheduler
     one_scheduler.clean()
-
-
-@pytest.fixture
-def receive(cups, job, folder):
-    """Starts a receiver of an account at the endpoint of `job`; documents go to its own folder."""
-    receivers = []
-
-    def start(account, *parameters):
-        output = folder / account.pw_name
-        output.mkdir(exist_ok=True)
-        os.chown(output, account.pw_uid, account.pw_gid)
-        receivers.append(Process([RECEIVER, f"--name={job.id}", f"--output={output}",
-                                  "--log=*:stderr:30", "--takeover=no", *parameters],
-                                 account=account, env=cups.environment()))
-        receivers[-1].wait_for("listening on ")
-        return receivers[-1]
-    yield start
-    for receiver in receivers:
-        receiver.signal(signal.SIGTERM)
-        assert receiver.wait().status == 0

@@ -59,29 +59,16 @@ def run_length(source):
     return length + more
 
 
-class PackedPixels(dict):
-    """The pixels that a byte of indices stands for."""
-
-    def __init__(self, palette, bits):
-        self.palette, self.bits = palette, bits
-
-    def __missing__(self, byte):
-        shifts, mask = range(8 - self.bits, -1, -self.bits), (1 << self.bits) - 1
-        self[byte] = b"".join(self.palette[byte >> shift & mask] for shift in shifts)
-        return self[byte]
-
-
 def packed_tile(source, palette, width, height):
     bits = 1 if len(palette) == 2 else 2 if len(palette) <= 4 else 4
     size = -(-width * bits // 8)
-    unused = size * 8 - width * bits
-    pixels = PackedPixels(palette, bits)
-    rows = []
+    pixels = []
     for _ in range(height):
-        row = source.take(size)
-        assert not row[-1] & (1 << unused) - 1, "bits behind a row"
-        rows.append(b"".join(map(pixels.__getitem__, row))[:width * PIXEL])
-    return b"".join(rows)
+        row = int.from_bytes(source.take(size), "big")
+        indices = [row >> shift & (1 << bits) - 1 for shift in range(8 * size - bits, -1, -bits)]
+        assert not any(indices[width:]), "bits behind a row"
+        pixels += [palette[index] for index in indices[:width]]
+    return b"".join(pixels)
 
 
 def tile_of_runs(source, palette, count):

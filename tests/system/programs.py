@@ -63,6 +63,13 @@ def limit(resource, most):
     return before
 
 
+def break_errors():
+    """Likewise: whatever it writes on standard error fails."""
+    reader, writer = os.pipe()
+    os.dup2(writer, 2)
+    os.close(reader)
+
+
 def peak_memory(pid):
     """Resident bytes."""
     status = Path(f"/proc/{pid}/status").read_text()
@@ -73,7 +80,7 @@ class Process:
     """A program with none of our environment but a PATH. Input is bytes, which lie ready in
     a pipe, or a descriptor. End it with wait(), or as a context."""
 
-    def __init__(self, arguments, input=b"", account=None, env={}, before=None, broken_errors=False):
+    def __init__(self, arguments, input=b"", account=None, env={}, before=None):
         arguments = [os.fspath(argument) for argument in arguments]
         ends = []
         if isinstance(input, bytes):
@@ -84,23 +91,17 @@ class Process:
             input = ends[0]
             os.close(ends[1])
         self.out, self.err = tempfile.TemporaryFile(), tempfile.TemporaryFile()
-        errors = self.err.fileno()
-        if broken_errors:
-            reader, errors = os.pipe()
-            os.close(reader)
         ids = {}
         if account:
             arguments[0] = public(arguments[0])
             ids = {"user": account.pw_uid, "group": account.pw_gid, "extra_groups": [account.pw_gid]}
         self.child = subprocess.Popen(
-            arguments, stdin=input, stdout=self.out, stderr=errors, preexec_fn=before,
+            arguments, stdin=input, stdout=self.out, stderr=self.err, preexec_fn=before,
             env={"PATH": "/usr/sbin:/usr/bin:/sbin:/bin",
                  # A process that changed its ids cannot be traced, which the leak check needs.
                  "ASAN_OPTIONS": "detect_leaks=0:exitcode=99", **env}, **ids)
         if ends:
             os.close(ends[0])
-        if broken_errors:
-            os.close(errors)
 
     @staticmethod
     def _text(file):

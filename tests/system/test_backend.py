@@ -3,7 +3,7 @@
 from resource import RLIMIT_FSIZE
 
 import pytest
-from programs import QOLT, limit, run
+from programs import QOLT, break_errors, limit, run
 
 TEXT = b"x" * 100000 + b"\0%%EOF"
 
@@ -58,7 +58,7 @@ def test_job_is_stored_for_the_account_and_announced(job, folder, format, named)
 
 def test_job_is_delivered_to_a_server_that_never_reads_and_with_a_broken_standard_error(job):
     with job.listen(0) as server:
-        assert job.run("PDF", input=TEXT, broken_errors=True).status == 0
+        assert job.run("PDF", input=TEXT, before=break_errors).status == 0
         assert server.receive() == job.message
 
 
@@ -68,10 +68,10 @@ def test_job_without_a_server_leaves_nothing(job):
     assert job.files() == []
 
 
-def test_unprivileged_caller_cannot_print_for_others(job, stranger):
+def test_unprivileged_caller_cannot_print_for_others(job, accounts):
     for format, message in [("PDF", f"qolt: fchown({job.path('.in')}): Operation not permitted (1)\n"),
                             ("ZRLE", "setgid(): Operation not permitted\n")]:
-        result = run([QOLT, job.id, "u", "t", "1", ""], account=stranger, input=TEXT,
+        result = run([QOLT, job.id, "u", "t", "1", ""], account=accounts[1], input=TEXT,
                      env={"DEVICE_URI": job.uri(format)})
         assert result == (1, "", message)
         assert job.files() == []

@@ -1,9 +1,10 @@
 """Whoever can write to /tmp can guess the names of the job files, and listen in its folders."""
 
 import errno
+import io
 import os
 import stat
-from contextlib import contextmanager, suppress
+from contextlib import contextmanager, nullcontext, suppress
 from pathlib import Path
 
 from programs import lock, private_dir
@@ -69,19 +70,11 @@ ENTRIES = {
 }
 
 
-@contextmanager
 def held_open(path):
-    """What can be read later through who had it open before."""
-    def read():
-        with suppress(OSError):
-            return os.read(fd, 64) if fd is not None else b""
-        return b""
-    fd = None
+    """Who has it open before could read what is written to it."""
     with suppress(OSError):
-        fd = os.open(path, os.O_RDONLY | os.O_NONBLOCK)
-    yield read
-    if fd is not None:
-        os.close(fd)
+        return os.fdopen(os.open(path, os.O_RDONLY | os.O_NONBLOCK), "rb", 0)
+    return io.BytesIO()
 
 
 def try_entry(sample, entry, suffix, is_cleared, before, around, stranger):
@@ -89,10 +82,10 @@ def try_entry(sample, entry, suffix, is_cleared, before, around, stranger):
     ENTRIES[entry](path, around, job.account, stranger)
     was = path.lstat()
     is_replaced = not stat.S_ISDIR(was.st_mode) and (is_cleared or was.st_uid == job.account.pw_uid)
-    with job.listen() as server, held_open(path) as read:
+    with job.listen() as server, held_open(path) as held:
         result = sample.run()
         assert server.receive_at_once() == (job.message if is_replaced else b""), result.err
-        assert read() in (b"", b"precious")
+        assert held.read(64) in (b"", b"precious", None)
     around.assert_untouched()
     if is_replaced:
         sample.assert_delivered(result)
@@ -109,14 +102,14 @@ def try_entry(sample, entry, suffix, is_cleared, before, around, stranger):
 # What can be removed makes way for a new file, which nobody else holds open; nothing is ever
 # written to it, or through it.
 def test_entry_under_a_job_file_name_is_replaced_or_fails_the_job_untouched(
-        new_sample, folder, stranger, reliability_table):
+        new_sample, folder, accounts, reliability_table):
     rows = []
     for entry in ENTRIES:
         outcomes = {}
         for kind, suffix, is_cleared, before in NAMES:
             sample = new_sample(kind)
             try:
-                outcome = try_entry(sample, entry, suffix, is_cleared, before, Surroundings(folder), stranger)
+                outcome = try_entry(sample, entry, suffix, is_cleared, before, Surroundings(folder), accounts[1])
             except PermissionError as error:
                 assert error.errno == errno.EPERM  # device nodes, in some containers
                 break
@@ -154,13 +147,12 @@ def test_job_is_announced_only_to_the_account_and_root(accounts, new_job, folder
                                 ("the account", "another account"),
                                 ("the account", "another account, a link to the account's")]:
             job = new_job(account)
+            is_link = "link" in owner
             with job.listen(listener=owners[listener]) as server:
                 os.chmod(directory, 0o755)
-                if "link" in owner:
-                    with behind_a_link(directory, folder / "moved", stranger.pw_uid):
-                        result = job.run("PDF", input=b"%%EOF")
-                else:
-                    os.chown(directory, owners[owner], 0)
+                with behind_a_link(directory, folder / "moved", stranger.pw_uid) if is_link else nullcontext():
+                    if not is_link:
+                        os.chown(directory, owners[owner], 0)
                     result = job.run("PDF", input=b"%%EOF")
                 os.chown(directory, uid, account.pw_gid)
                 announced = server.receive_at_once()
@@ -168,7 +160,6 @@ def test_job_is_announced_only_to_the_account_and_root(accounts, new_job, folder
             is_trusted = "another" not in listener + owner
             assert (result.status, announced) == ((0, job.message) if is_trusted else (1, b""))
             assert job.files() == ([".in", ".ini"] if is_trusted else [])
-            rows.append([listener, owner, "none" if is_trusted else
-                         f"`{line.replace(str(uid), 'UID')}`", result.status])
-    reliability_table("listeners", ["Listener", "Private directory of",
-                                    "Last line on standard error", "Status"], rows)
+            line = "none" if is_trusted else f"`{line.replace(str(uid), 'UID')}`"
+            rows.append([listener, owner, line, result.status])
+    reliability_table("listeners", ["Listener", "Private directory of", "Last line on standard error", "Status"], rows)

@@ -5,7 +5,7 @@ import shutil
 import signal
 
 import pytest
-from programs import QOLT, QOLT_USER, Job, Process, eventually
+from programs import QOLT, QOLT_USER, Job, Process, break_errors, eventually
 from scheduler import as_is, packaged
 
 
@@ -139,7 +139,7 @@ def test_job_waits_also_when_nobody_reads_what_is_said(job, everybody):
     with job.listen() as server:
         server.socket.close()
         backend = user_backend(job, f"qolt-user:/PDF/{job.id}", by=everybody, input=b"a document",
-                               broken_errors=True)
+                               before=break_errors)
         assert backend.wait().status == HOLD
 
 
