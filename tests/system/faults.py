@@ -2,7 +2,6 @@
 
 import re
 from collections import Counter, namedtuple
-from concurrent.futures import ThreadPoolExecutor
 from contextlib import contextmanager
 from functools import cache
 
@@ -99,9 +98,3 @@ def struck(call, log):
     """Whether that call was made."""
     made = re.findall(rf"^(?:\d+ +)?{call.name}\(", log.read_text(errors="replace"), re.M)
     return len(made) >= call.nth
-
-
-def parallel(function, items):
-    """The results in order."""
-    with ThreadPoolExecutor(2) as pool:
-        return list(pool.map(function, items))

@@ -9,7 +9,7 @@ import subprocess
 import tempfile
 import time
 from collections import namedtuple
-from contextlib import contextmanager
+from contextlib import contextmanager, suppress
 from fcntl import F_SETPIPE_SZ, LOCK_EX, fcntl, flock
 from functools import cache
 from pathlib import Path
@@ -76,32 +76,33 @@ def peak_memory(pid):
     return int(status.split("VmHWM:")[1].split()[0]) * 1024
 
 
+def ready_in_a_pipe(data):
+    reader, writer = os.pipe()
+    fcntl(writer, F_SETPIPE_SZ, max(len(data), 65536))
+    with open(writer, "wb", 0) as pipe:
+        pipe.write(data)
+    return open(reader, "rb", 0)
+
+
 class Process:
     """A program with none of our environment but a PATH. Input is bytes, which lie ready in
     a pipe, or a descriptor. End it with wait(), or as a context."""
 
     def __init__(self, arguments, input=b"", account=None, env={}, before=None):
         arguments = [os.fspath(argument) for argument in arguments]
-        ends = []
-        if isinstance(input, bytes):
-            ends = os.pipe()
-            if len(input) > 65536:
-                fcntl(ends[1], F_SETPIPE_SZ, len(input))
-            os.write(ends[1], input)
-            input = ends[0]
-            os.close(ends[1])
+        pipe = ready_in_a_pipe(input) if isinstance(input, bytes) else None
         self.out, self.err = tempfile.TemporaryFile(), tempfile.TemporaryFile()
         ids = {}
         if account:
             arguments[0] = public(arguments[0])
             ids = {"user": account.pw_uid, "group": account.pw_gid, "extra_groups": [account.pw_gid]}
         self.child = subprocess.Popen(
-            arguments, stdin=input, stdout=self.out, stderr=self.err, preexec_fn=before,
+            arguments, stdin=pipe or input, stdout=self.out, stderr=self.err, preexec_fn=before,
             env={"PATH": "/usr/sbin:/usr/bin:/sbin:/bin",
                  # A process that changed its ids cannot be traced, which the leak check needs.
                  "ASAN_OPTIONS": "detect_leaks=0:exitcode=99", **env}, **ids)
-        if ends:
-            os.close(ends[0])
+        if pipe:
+            pipe.close()
 
     @staticmethod
     def _text(file):
@@ -115,15 +116,12 @@ class Process:
 
     def says(self, text):
         """On standard output or standard error."""
-        return text in self._text(self.out) or text in self._text(self.err)
+        return text in self._text(self.out) or text in self.errors()
 
     def wait_for(self, text):
         """Until it says the text."""
-        def is_over():
-            has_ended = self.has_ended()
-            return self.says(text) or has_ended
-        assert eventually(is_over) and self.says(text), \
-            f"no {text!r} in {self._text(self.out)}{self._text(self.err)}"
+        assert eventually(lambda: self.says(text) or self.has_ended()) and self.says(text), \
+            f"no {text!r} in {self._text(self.out)}{self.errors()}"
 
     def has_ended(self):
         return self.child.poll() is not None
@@ -166,7 +164,7 @@ class Endpoint:
     as the listener. A context."""
 
     def __init__(self, account, name, backlog=8, listener=0):
-        self.path = socket_path(account, name)
+        self.path, self.waiting = socket_path(account, name), []
         os.makedirs(private_dir(account), 0o700, exist_ok=True)
         self.socket = socket.socket(socket.AF_UNIX)
         self.socket.settimeout(60)
@@ -176,17 +174,13 @@ class Endpoint:
         os.seteuid(listener)  # which listen() takes down
         self.socket.listen(backlog)
         os.seteuid(0)
-        self.waiting = []
 
     def be_busy(self):
         """From now on whoever connects waits."""
-        while True:
-            peer = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM | socket.SOCK_NONBLOCK)
-            self.waiting.append(peer)
-            try:
-                peer.connect(self.path)
-            except BlockingIOError:
-                return
+        with suppress(BlockingIOError):
+            while True:
+                self.waiting.append(socket.socket(socket.AF_UNIX, socket.SOCK_STREAM | socket.SOCK_NONBLOCK))
+                self.waiting[-1].connect(self.path)
 
     def receive(self):
         """One connection, read to its end."""
@@ -268,7 +262,6 @@ class Job:
 
     def assert_owned(self):
         """Its files are the account's alone."""
-        for suffix in self.files():
-            status = os.lstat(self.path(suffix))
+        for status in map(os.lstat, map(self.path, self.files())):
             assert (oct(status.st_mode), status.st_uid, status.st_gid) == \
-                ("0o100600", self.account.pw_uid, self.account.pw_gid), suffix
+                ("0o100600", self.account.pw_uid, self.account.pw_gid)

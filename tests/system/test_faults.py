@@ -1,14 +1,14 @@
 """Every step of a job fails, as docs/reliability.md has it, and nothing that it promises breaks."""
 
 import os
-import threading
 from collections import namedtuple
 from contextlib import ExitStack
+from functools import cache
 from pathlib import Path
 
 import faults
 import pytest
-from faults import changes_something, errors_of, injected, parallel
+from faults import changes_something, errors_of, injected
 from programs import SANITIZED, private_dir
 
 KINDS = ["PDF", "raster", "named"]
@@ -20,8 +20,7 @@ Outcome = namedtuple("Outcome", "status err message announced")
 class Subject:
     """A sample that is run again and again."""
 
-    def __init__(self, sample, server, folder, traces):
-        self.traces = traces
+    def __init__(self, sample, server, folder):
         self.sample, self.server, self.job = sample, server, sample.job
         library = self.sample.how["env"].get("LD_LIBRARY_PATH")
         self.replacements = {self.job.id: "JOB", f"{folder}/": "/", f"{library}/": "/",
@@ -44,16 +43,14 @@ class Subject:
         *_, line = ["", *result.err.splitlines()]
         return Outcome(result.status, result.err, "" if line in self.usual else line, self.server.receive_at_once())
 
+    @cache
     def calls(self, leftover=""):
         """Of a good run, which finds the leftover under the name of its document."""
-        key = self.sample.kind, leftover
-        if key not in self.traces:
-            self.put(leftover)
-            self.run(faults.traced(self.log))
-            # From the first thing that it does by itself.
-            self.traces[key] = faults.calls_in(self.log, "fcntl(0", self.plain)
-            self.job.clean()
-        return self.traces[key]
+        self.put(leftover)
+        self.run(faults.traced(self.log))
+        self.job.clean()
+        # From the first thing that it does by itself.
+        return faults.calls_in(self.log, "fcntl(0", self.plain)
 
     def put(self, leftover):
         if leftover:
@@ -128,18 +125,14 @@ class Subject:
 
 @pytest.fixture
 def subject(new_sample, folder):
-    """Makes those of one thread."""
+    """Makes one of each kind."""
     if not faults.works():
         pytest.skip("strace may not trace")
-    own, traces = threading.local(), {}
     with ExitStack() as servers:
+        @cache
         def of(kind):
-            made = own.__dict__
-            if kind not in made:
-                sample = new_sample(kind)
-                server = servers.enter_context(sample.job.listen())
-                made[kind] = Subject(sample, server, folder, traces)
-            return made[kind]
+            sample = new_sample(kind)
+            return Subject(sample, servers.enter_context(sample.job.listen()), folder)
         yield of
 
 
@@ -221,8 +214,8 @@ def test_every_step_that_fails_has_its_message_and_leaves_what_it_should(subject
         this.assert_next_delivered()
         message = f"`{this.plain(outcome.message)}`" if outcome.message else "none"
         return [row.step, row.kind, row.shown(), message, outcome.status, left]
-    reliability_table("faults", ["Step", "Job", "Fault", "Last line on standard error", "Status",
-                                 "Left in /tmp"], parallel(line, ROWS))
+    reliability_table("faults", ["Step", "Job", "Fault", "Last line on standard error", "Status", "Left in /tmp"],
+                      map(line, ROWS))
 
 
 def test_document_is_closed_before_the_account_is_taken(subject):
@@ -231,7 +224,7 @@ def test_document_is_closed_before_the_account_is_taken(subject):
 
 
 def try_all(subject, kind, struck):
-    problems = parallel(lambda fault: subject(kind).try_fault(*fault), faults.some(struck))
+    problems = [subject(kind).try_fault(*fault) for fault in faults.some(struck)]
     assert "\n\n".join(filter(None, problems)) == "" and len(struck) > 30
 
 

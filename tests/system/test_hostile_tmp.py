@@ -11,8 +11,7 @@ from programs import lock, private_dir
 
 # A job and a name that it uses; whether root removes what is there; what has been made before.
 NAMES = [("PDF", ".in", True, []), ("named", ".in", True, []), ("raster", "-0.zrle", True, []),
-         ("raster", "-1.zrle", False, ["-0.zrle"]), ("PDF", ".ini", True, []),
-         ("raster", ".ini", True, [])]
+         ("raster", "-1.zrle", False, ["-0.zrle"]), ("PDF", ".ini", True, []), ("raster", ".ini", True, [])]
 
 
 class Surroundings:
@@ -24,8 +23,7 @@ class Surroundings:
         self.folder = folder / "folder"
         self.folder.mkdir(exist_ok=True)
         self.folder.chmod(0o777)
-        with suppress(FileNotFoundError):
-            self.victim.unlink()
+        self.victim.unlink(missing_ok=True)
         precious(self.victim, 0)
 
     def hard_link(self, path, uid):
@@ -57,8 +55,7 @@ ENTRIES = {
     "link to a directory": lambda path, around, *_: path.symlink_to(around.folder),
     "link to itself": lambda path, *_: path.symlink_to(path),
     "hard link to a file of root": lambda path, around, *_: around.hard_link(path, 0),
-    "hard link to a file of the account": lambda path, around, account, _:
-        around.hard_link(path, account.pw_uid),
+    "hard link to a file of the account": lambda path, around, account, _: around.hard_link(path, account.pw_uid),
     "file of another account": lambda path, around, _, other: precious(path, other.pw_uid),
     "file of the account": lambda path, around, account, _: precious(path, account.pw_uid),
     "file of root": lambda path, *_: precious(path, 0, 0o644),

@@ -122,9 +122,8 @@ def test_clean_machine_installs_prints_receives_and_removes(packages, root, real
     shutil.copy(SOURCE / "packaging/demo/test-page.pdf", home / "letter.pdf")
     shutil.copy(earlier, root.path("/tmp/earlier.deb"))
     shutil.copy(package, root.path("/tmp/qolt.deb"))
-    (etc / "cups/cupsd.conf").write_text(
-        "LogLevel debug\nListen /run/cups/cups.sock\nBrowsing No\n"
-        "<Location />\n  Order allow,deny\n</Location>\n")
+    (etc / "cups/cupsd.conf").write_text("LogLevel debug\nListen /run/cups/cups.sock\nBrowsing No\n"
+                                         "<Location />\n  Order allow,deny\n</Location>\n")
     with open(etc / "cups/cups-files.conf", "a") as file:
         file.write("PassEnv ASAN_OPTIONS\nPassEnv UBSAN_OPTIONS\n")
 
@@ -144,8 +143,7 @@ def test_clean_machine_installs_prints_receives_and_removes(packages, root, real
         assert changes() != before
         assert {"direct qolt:/", "direct qolt-user:/"} <= set(do("lpinfo -v").splitlines())
         if shutil.which("systemd-analyze"):
-            do("systemd-analyze --user --man=no verify qolt-receiver.service "
-               "qolt-viewer@printer.service",
+            do("systemd-analyze --user --man=no verify qolt-receiver.service qolt-viewer@printer.service",
                env={"XDG_RUNTIME_DIR": "/tmp/home"})
 
         with root.start("sh", "-c", "exec " + documented("qolt-receiver "), account=account,

@@ -72,8 +72,7 @@ def test_wrong_files_are_reported_the_others_converted_and_nothing_is_overwritte
     result = run([TOOL, f"--png={folder}/x.y.png", *[folder / name for name in names]])
     assert result.status == 1
     for part in (f"qolt-pagefile: {folder}/broken: byte {len(PAGE) - 3}: the file ends within",
-                 f"qolt-pagefile: {folder}/missing: Error opening ",
-                 "an empty page has no picture"):
+                 f"qolt-pagefile: {folder}/missing: Error opening ", "an empty page has no picture"):
         assert part in result.err
     assert sorted(path.name for path in folder.glob("*.png")) == ["x.y-4.png", "x.y-5.png"]
     assert png_pixels(folder / "x.y-4.png")[:2] == (100, 70)
