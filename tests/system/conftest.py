@@ -21,8 +21,7 @@ RELIABILITY = SOURCE / "docs/reliability.md"
 
 
 def pytest_addoption(parser):
-    parser.addoption("--write-tables", action="store_true",
-                     help="bring the tables of docs/reliability.md up to date")
+    parser.addoption("--write-tables", action="store_true", help="bring the tables of docs/reliability.md up to date")
 
 
 def unprivileged_accounts():

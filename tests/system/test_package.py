@@ -11,7 +11,7 @@ from pathlib import Path
 import pytest
 import scheduler
 from programs import BUILD, SOURCE, eventually, private_dir, run
-from throwaway_root import ThrowAwayRoot
+from throwaway_root import throw_away_root
 
 
 def succeed(result):
@@ -97,7 +97,7 @@ def root(folder):
     (folder / "machine").mkdir()
     with ExitStack() as stack:
         try:
-            kept = stack.enter_context(ThrowAwayRoot(folder / "machine"))
+            kept = stack.enter_context(throw_away_root(folder / "machine"))
         except AssertionError as problem:
             pytest.skip(f"needs a root to throw away: {problem}")
         yield kept
@@ -111,24 +111,22 @@ def test_clean_machine_installs_prints_receives_and_removes(packages, root, real
     if missing := scheduler.missing():
         pytest.skip(f"needs {missing}")
     package, earlier = packages
-    etc, home = Path(root.path("/etc")), Path(root.path("/tmp/home"))
+    home = Path(root.path("/tmp/home"))
+
+    def do(line, **how):
+        return succeed(root.shell(line, **how))
     taken = {entry.pw_uid for entry in pwd.getpwall()}
     uid = next(uid for uid in range(1000, 60000) if uid not in taken)
     account = pwd.struct_passwd(("anna", "x", uid, uid, "", "/tmp/home", "/bin/sh"))
-    with open(etc / "passwd", "a") as file:
-        print(*account, sep=":", file=file)
+    do(f"echo {':'.join(map(str, account))} >>/etc/passwd")
     home.mkdir()
     os.chown(home, account.pw_uid, account.pw_gid)
     shutil.copy(SOURCE / "packaging/demo/test-page.pdf", home / "letter.pdf")
     shutil.copy(earlier, root.path("/tmp/earlier.deb"))
     shutil.copy(package, root.path("/tmp/qolt.deb"))
-    (etc / "cups/cupsd.conf").write_text("LogLevel debug\nListen /run/cups/cups.sock\nBrowsing No\n"
-                                         "<Location />\n  Order allow,deny\n</Location>\n")
-    with open(etc / "cups/cups-files.conf", "a") as file:
-        file.write("PassEnv ASAN_OPTIONS\nPassEnv UBSAN_OPTIONS\n")
-
-    def do(line, **how):
-        return succeed(root.shell(line, **how))
+    Path(root.path("/etc/cups/cupsd.conf")).write_text(
+        "LogLevel debug\nListen /run/cups/cups.sock\nBrowsing No\n<Location />\n  Order allow,deny\n</Location>\n")
+    do("printf 'PassEnv %s\n' ASAN_OPTIONS UBSAN_OPTIONS >>/etc/cups/cups-files.conf")
 
     def changes():
         return [path for path in root.changes() if not path.startswith(KEPT)]
@@ -138,8 +136,7 @@ def test_clean_machine_installs_prints_receives_and_removes(packages, root, real
         do("lpadmin -p bystander -v socket://127.0.0.1 -m raw -E")
         before = changes()
         dpkg = "dpkg --no-triggers --force-unsafe-io"
-        for deb in ("earlier", "qolt"):
-            do(f"{dpkg} -i /tmp/{deb}.deb")
+        do(f"{dpkg} -i /tmp/earlier.deb && {dpkg} -i /tmp/qolt.deb")
         assert changes() != before
         assert {"direct qolt:/", "direct qolt-user:/"} <= set(do("lpinfo -v").splitlines())
         if shutil.which("systemd-analyze"):
@@ -149,10 +146,9 @@ def test_clean_machine_installs_prints_receives_and_removes(packages, root, real
         with root.start("sh", "-c", "exec " + documented("qolt-receiver "), account=account,
                         env={"HOME": "/tmp/home"}) as receiver:
             receiver.wait_for(f"listening on {private_dir(account)}/print.printq\n")
-            for queue, format, file, start in [
-                    ("office", "ZRLE", "letter.pdf-0.png", b"\x89PNG"),
-                    ("office-pdf", "PDF", "letter-0.pdf", b"%PDF-"),
-                    ("office-ps", "PS", "letter.pdf-0.ps", b"%!PS-")]:
+            for queue, format, file, start in [("office", "ZRLE", "letter.pdf-0.png", b"\x89PNG"),
+                                               ("office-pdf", "PDF", "letter-0.pdf", b"%PDF-"),
+                                               ("office-ps", "PS", "letter.pdf-0.ps", b"%!PS-")]:
                 do(documented(f'lpadmin -p {queue} -v "qolt:/{format}/'))
                 do("cd /tmp/home && " + documented("lp -d office ").replace("office", queue))
                 receiver.wait_for(f"received /tmp/home/{file}\n")
@@ -162,7 +158,6 @@ def test_clean_machine_installs_prints_receives_and_removes(packages, root, real
 
         queues = do("lpstat -v")
         assert "bystander" in queues
-        do(f"{dpkg} -r qolt")
-        do(f"{dpkg} --purge qolt")
+        do(f"{dpkg} -r qolt && {dpkg} --purge qolt")
         assert changes() == before
         assert do("lpstat -v") == queues

@@ -110,22 +110,18 @@ def test_job_that_is_not_handed_on_says_why(job, uri, user, status, text):
     ("ZRLE", b"RaSt" + bytes(2000), False, 0, None),
     ("PDF", b"a text", True, HOLD, "Nobody receives print jobs for {}"),
     ("PDF", b"a text", False, FAILED, "The job was not delivered: Error opening \"{}\": File exists (17)")])
-def test_failure_of_the_other_backend_is_told_in_plain_words(
+def test_failure_of_the_other_backend_is_told_in_plain_words_behind_its_own(
         job, account, everybody, stand_in, format, input, is_stale, status, text):
     with job.listen() as server:
         if is_stale:
             server.socket.close()
         if status == FAILED:
             os.mkdir(job.path(".in"))
+        alone = job.run(format, input=input, env=stand_in)
         result = user_backend(job, f"qolt-user:/{format}/{job.id}", by=everybody, input=input, env=stand_in).wait()
-    lines = result.err.splitlines(True)
-    told = text and "ERROR: " + text.format(job.path(".in") if status == FAILED else account.pw_name) + "\n"
-    end = [told, "STATE: -connecting-to-device\n"] if text else ["STATE: -connecting-to-device\n"]
-    assert result.status == status and lines[-len(end):] == end
-    # Between the states it is what the other one has said, as it stands.
-    alone = job.run(format, input=input, env=stand_in) if status == CANCEL else None
-    assert not alone or lines[1:-len(end)] == alone.err.splitlines(True)
-    assert lines[0] == "STATE: +connecting-to-device\n"
+    told = [f"ERROR: {text}".format(job.path(".in") if status == FAILED else account.pw_name)] if text else []
+    assert result.status == status and result.err.splitlines() == [
+        "STATE: +connecting-to-device", *alone.err.splitlines(), *told, "STATE: -connecting-to-device"]
 
 
 def test_job_waits_also_when_nobody_reads_what_is_said(job, everybody):

@@ -1,6 +1,7 @@
 """The machine as it is, seen from namespaces of its own."""
 
 import os
+from contextlib import contextmanager
 
 from programs import Process
 
@@ -20,34 +21,31 @@ exec cat
 """
 
 
-class ThrowAwayRoot:
-    """With an empty /tmp, without a network, and with every change kept in memory until the end of
-    the context. Where there cannot be one the context fails with an AssertionError."""
-
-    def __init__(self, folder):
-        reading, self.writing = os.pipe()
-        self.keeper = Process(["unshare", "-mn", "sh", "-c", KEEP, "sh", folder], input=reading)
+@contextmanager
+def throw_away_root(folder):
+    """With an empty /tmp, without a network, and with every change kept in memory until the end. Where there cannot be
+    one it fails with an AssertionError."""
+    reading, writing = os.pipe()
+    with Process(["unshare", "-mn", "sh", "-c", KEEP, "sh", folder], input=reading) as keeper:
         os.close(reading)
-        self.kept = f"/proc/{self.keeper.child.pid}/cwd"
+        keeper.wait_for("kept\n")
+        yield Root(keeper.child.pid)
+    os.close(writing)
 
-    def __enter__(self):
-        self.keeper.wait_for("kept\n")
-        return self
 
-    def __exit__(self, *_):
-        os.close(self.writing)
-        self.keeper.wait()
+class Root:
+    def __init__(self, keeper):
+        self.keeper, self.kept = keeper, f"/proc/{keeper}/cwd"
 
     def path(self, path):
         """Where the test sees it."""
         return f"{self.kept}/root{path}"
 
     def start(self, *command, account=None, **how):
-        ids = ["setpriv", f"--reuid={account.pw_uid}", f"--regid={account.pw_gid}",
-               f"--groups={account.pw_gid}"] if account else []
-        root = self.path("/")
-        return Process(["nsenter", f"--target={self.keeper.child.pid}", "--mount", "--net",
-                        f"--root={root}", f"--wd={root}", *ids, *command], **how)
+        gid, root = account and account.pw_gid, self.path("/")
+        ids = ["setpriv", f"--reuid={account.pw_uid}", f"--regid={gid}", f"--groups={gid}"] if account else []
+        return Process(["nsenter", f"--target={self.keeper}", "--mount", "--net", f"--root={root}", f"--wd={root}",
+                        *ids, *command], **how)
 
     def shell(self, line, **how):
         return self.start("sh", "-c", line, **how).wait()
@@ -57,7 +55,6 @@ class ThrowAwayRoot:
         upper, changed = f"{self.kept}/upper", []
         for folder, folders, files in os.walk(upper):
             place = folder.removeprefix(upper) + "/"
-            changed += [place + name for name in files + [
-                name for name in folders
-                if os.path.islink(f"{folder}/{name}") or not os.path.exists(place + name)]]
+            changed += [place + name for name in [*files, *folders] if name in files
+                        or os.path.islink(f"{folder}/{name}") or not os.path.exists(place + name)]
         return sorted(changed)
