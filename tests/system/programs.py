@@ -234,10 +234,8 @@ class Job:
         return len(path).to_bytes(4, "big") + path
 
     def description(self, format, *suffixes, title="A title", queue="queue"):
-        lines = ["[Document]", f"Name={title}", "[Device]", f"DeviceName={queue}", f"[{format}]",
-                 f"Count={len(suffixes)}"]
-        lines += [f"File{i}={self.path(suffix)}" for i, suffix in enumerate(suffixes)]
-        return "".join(line + "\n" for line in lines)
+        files = "".join(f"File{i}={self.path(suffix)}\n" for i, suffix in enumerate(suffixes))
+        return f"[Document]\nName={title}\n[Device]\nDeviceName={queue}\n[{format}]\nCount={len(suffixes)}\n{files}"
 
     def uri(self, format):
         return f"qolt:/{format}/{self.account.pw_uid}@{self.id}"

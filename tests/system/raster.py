@@ -10,9 +10,8 @@ from pagefile import TILE, PageFile
 FIELDS = {"resolution": 276, "page_size": 352, "width": 372, "height": 376, "bits_per_color": 384,
           "bits_per_pixel": 388, "bytes_per_line": 392, "color_space": 400}
 COLOR_COUNT = 420  # since version 2
-SYNC_WORDS = {b"RaSt": (1, ">"), b"tSaR": (1, "<"), b"RaS2": (2, ">"), b"2SaR": (2, "<"),
-              b"RaS3": (3, ">"), b"3SaR": (3, "<")}  # version, byte order
-HEADER_BYTES = {1: 420, 2: 1796, 3: 1796}
+# Of streams that are not compressed: how long a page header is, and its byte order.
+SYNC_WORDS = {b"RaSt": (420, ">"), b"tSaR": (420, "<"), b"RaS3": (1796, ">"), b"3SaR": (1796, "<")}
 
 
 @dataclass
@@ -31,11 +30,8 @@ class RasterPage:
 
     def pixels(self, top=0, bottom=None):
         """Of the rows from top, without their padding."""
-        rows = range(top, self.height if bottom is None else bottom)
-        size, used = self.bytes_per_line, self.width * 3
-        if size == used:
-            return bytes(self.lines[rows.start * size:rows.stop * size])
-        return b"".join(self.lines[y * size:y * size + used] for y in rows)
+        rows, size = range(top, self.height if bottom is None else bottom), self.bytes_per_line
+        return b"".join(self.lines[y * size:y * size + self.width * 3] for y in rows)
 
 
 def random_page(width, height, padding=0, seed=1, **fields):
@@ -44,16 +40,8 @@ def random_page(width, height, padding=0, seed=1, **fields):
     return RasterPage(width, height, stride, lines, **fields)
 
 
-def compressed(page):
-    """Every line stands for itself and every pixel is a run of one."""
-    data = []
-    for i in range(0, len(page.lines), 3):
-        data += [b"\0" if i % page.bytes_per_line == 0 else b"", b"\0", page.lines[i:i + 3]]
-    return b"".join(data)
-
-
 def raster_stream(word, *pages):
-    version, order = SYNC_WORDS[word]
+    size, order = SYNC_WORDS[word]
     parts = [word]
     for page in pages:
         header = bytearray(1796)
@@ -63,7 +51,7 @@ def raster_stream(word, *pages):
             struct.pack_into(f"{order}{len(values)}I", header, at, *values)
         colors = page.bits_per_pixel // page.bits_per_color
         struct.pack_into(order + "I", header, COLOR_COUNT, colors)
-        parts += [header[:HEADER_BYTES[version]], compressed(page) if version == 2 else page.lines]
+        parts += [header[:size], page.lines]
     return b"".join(parts)
 
 
@@ -72,16 +60,15 @@ def raster_pages(document):
     document, at = memoryview(document), 0
     while at < len(document):
         if (word := bytes(document[at:at + 4])) in SYNC_WORDS:
-            version, order = SYNC_WORDS[word]
+            header_size, order = SYNC_WORDS[word]
             at += 4
             continue
-        header = document[at:at + HEADER_BYTES[version]]
         page = RasterPage()
         for field, place in FIELDS.items():
-            values = struct.unpack_from(order + "2I", header, place)
+            values = struct.unpack_from(order + "2I", document, at + place)
             is_pair = isinstance(getattr(page, field), tuple)
             setattr(page, field, values if is_pair else values[0])
-        at += len(header)
+        at += header_size
         size = page.bytes_per_line * page.height
         page.lines = document[at:at + size]
         assert len(page.lines) == size, "the raster is cut off"

@@ -5,11 +5,10 @@ from pathlib import Path
 
 from programs import BUILD, QOLT, QOLT_USER, SOURCE, Job, Process, eventually, run
 
-NEEDED = [
-    "/usr/sbin/cupsd", "/usr/sbin/lpadmin", "/usr/sbin/lpinfo", "/usr/sbin/cupsenable",
-    "/usr/bin/lp", "/usr/bin/lpstat", "/usr/bin/cancel", "/usr/bin/gs", "/usr/bin/pdftops",
-    *[f"/usr/lib/cups/filter/{name}" for name in (
-        "pdftopdf", "pdftops", "texttopdf", "imagetopdf", "gstoraster", "bannertopdf")]]
+NEEDED = [*[f"/usr/sbin/{name}" for name in ("cupsd", "lpadmin", "lpinfo", "cupsenable")],
+          *[f"/usr/bin/{name}" for name in ("lp", "lpstat", "cancel", "gs", "pdftops")],
+          *[f"/usr/lib/cups/filter/{name}" for name in (
+              "pdftopdf", "pdftops", "texttopdf", "imagetopdf", "gstoraster", "bannertopdf")]]
 
 # Keeps what CUPS hands it in the file of its device URI, or there in a folder by the job's id.
 STORE = """#!/bin/sh
@@ -51,14 +50,11 @@ class Scheduler:
         self.folder, self.queues, self.jobs, self.log_start = Path(folder), {}, [], 0
         store = self.folder / "store"
         store.write_text(STORE)
-        self.process = Process([*by, "/bin/bash", SOURCE / "scripts/private-scheduler",
-                                *["--port"] * port, folder, f"qolt={QOLT}", f"qolt-user={QOLT_USER}",
-                                f"store={store}"])
+        self.process = Process([*by, "/bin/bash", SOURCE / "scripts/private-scheduler", *["--port"] * port, folder,
+                                f"qolt={QOLT}", f"qolt-user={QOLT_USER}", f"store={store}"])
 
     def __enter__(self):
-        def is_running():
-            return self.environment() and "is running" in self.client("lpstat", "-r").out
-        assert eventually(is_running), self.log()
+        assert eventually(lambda: self.environment() and "is running" in self.client("lpstat", "-r").out), self.log()
         return self
 
     def __exit__(self, *how):
@@ -119,14 +115,9 @@ class Scheduler:
 
     def log(self, *jobs):
         """What it has said since the last clean(), of these jobs or of all."""
-        try:
-            with open(self.folder / "log/error_log", errors="surrogateescape") as file:
-                file.seek(self.log_start)
-                lines = file.readlines()
-        except FileNotFoundError:
-            return ""
-        tags = [f"[Job {job.id}]" for job in jobs]
-        return "".join(line for line in lines if not jobs or any(tag in line for tag in tags))
+        file, tags = self.folder / "log/error_log", [f"[Job {job.id}]" for job in jobs]
+        text = file.read_bytes()[self.log_start:].decode(errors="surrogateescape") if file.exists() else ""
+        return "".join(line for line in text.splitlines(True) if not jobs or any(tag in line for tag in tags))
 
     def wait_for_log(self, job, text):
         """Until its lines contain the text. Returns them."""

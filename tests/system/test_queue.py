@@ -139,12 +139,25 @@ def text(lines):
     return "".join(f"line {i} of the document\n" for i in range(lines)).encode()
 
 
-def photo(width, height):
+def photo(width=480, height=640):
     """A gradient with noise."""
     noise = iter(random.Random(1).randbytes(width * height * 3))
     return f"P6\n{width} {height}\n255\n".encode() + bytes(
         base + next(noise) % 32 for y in range(height) for x in range(width)
         for base in (x * 200 // width, y * 200 // height, (x + y) * 200 // (width + height)))
+
+
+DOCUMENTS = {"line": lambda: text(1), "text": lambda: text(150), "script": lambda: b"#!/bin/sh\n" + text(3),
+             "photo": photo, "document": lambda: grey_pages("3"),
+             "raster": lambda: raster_stream(b"3SaR", random_page(300, 300))}
+
+
+def lp_arguments(folder, options, names):
+    """Of options of a queue, and of documents, which are made."""
+    paths = [folder / name for name in names.split()]
+    for path in paths:
+        path.write_bytes(DOCUMENTS[path.name]())
+    return [*(f"-o{option}" for option in options.split()), *paths]
 
 
 A4, LETTER = 9, 1
@@ -162,16 +175,12 @@ A4, LETTER = 9, 1
     ("line text", "Resolution=150dpi job-sheets=standard,secret", 6, A4)])
 def test_raster_pages_arrive_as_cups_delivers_them(cups, job, folder, real_library, names, options, count, paper):
     cups.add_queue("queue", "ZRLE", packaged("qolt-raster.ppd"), job)
-    makers = {"text": lambda: text(150), "line": lambda: text(1), "photo": lambda: photo(480, 640)}
-    for name in names.split():
-        (folder / name).write_bytes(makers[name]())
-    arguments = ["-t", "A title", *(f"-o{option}" for option in options.split()),
-                 *(folder / name for name in names.split())]
+    arguments = ["-t", "A title", *lp_arguments(folder, options, names)]
     with job.listen() as server:
         printed = cups.print("queue", *arguments)
         pages = list(raster_pages(cups.stored("queue", *arguments).read_bytes()))
         assert_announced(server, printed)
-    suffixes = [f"-{i}.zrle" for i in range(count)]
+    suffixes = [f"-{i}.zrle" for i in range(len(pages))]
     assert len(pages) == count
     assert printed.read(".ini").decode() == printed.description("ZRLE", *suffixes)
     # Banners stand around the rest and show the job's number.
@@ -210,11 +219,7 @@ MARGIN = 75  # half an inch at 150 dpi
 ])
 def test_raster_pages_are_whole_sheets_and_only_text_has_margins(cups, job, folder, name, options, sheet, edges):
     cups.add_queue("queue", "ZRLE", packaged("qolt-raster.ppd"), job)
-    (folder / name).write_bytes({
-        "photo": photo(480, 640), "text": text(150), "script": b"#!/bin/sh\n" + text(3),
-        "document": grey_pages("3"), "raster": raster_stream(b"3SaR", random_page(300, 300))}[name])
-    stored = cups.stored("queue", *(f"-o{option}" for option in options.split()), folder / name)
-    page = next(raster_pages(stored.read_bytes()))
+    page = next(raster_pages(cups.stored("queue", *lp_arguments(folder, options, name)).read_bytes()))
     assert (page.width, page.height) == sheet
     left, top, right, bottom = ink_of(page)
     found = left, top, page.width - right, page.height - bottom
@@ -224,8 +229,7 @@ def test_raster_pages_are_whole_sheets_and_only_text_has_margins(cups, job, fold
 @pytest.mark.parametrize("format", ["PDF", "PS"])
 def test_text_has_margins_in_documents(cups, job, folder, format):
     cups.add_queue("queue", format, packaged(PPDS[format]), job)
-    (folder / "text").write_bytes(text(150))
-    stored = cups.stored("queue", folder / "text")
+    stored = cups.stored("queue", *lp_arguments(folder, "", "text"))
     boxes = run(["gs", "-q", "-dBATCH", "-dNOPAUSE", "-dSAFER", "-sDEVICE=bbox", stored]).err
     boxes = [[int(word) for word in box.split()] for box in re.findall("^%%BoundingBox: (.*)", boxes, re.MULTILINE)]
     assert len(boxes) == 3 and all(abs(box[0] - 36) <= 1 for box in boxes)
@@ -283,9 +287,9 @@ def test_job_cancelled_while_it_converts_leaves_its_pages_and_the_next_one_is_pr
         cups, job, folder, real_library):
     (folder / "repeat").write_text(REPEAT)
     (folder / "repeat").chmod(0o755)
-    cups.add_queue("repeating", "ZRLE", with_filter(
-        folder, "qolt-raster.ppd",
-        f'*cupsFilter2: "text/plain application/vnd.cups-raster 0 {folder}/repeat"'), job)
+    ppd = with_filter(folder, "qolt-raster.ppd",
+                      f'*cupsFilter2: "text/plain application/vnd.cups-raster 0 {folder}/repeat"')
+    cups.add_queue("repeating", "ZRLE", ppd, job)
 
     def print_repeated(times, page):
         (folder / "stream").write_bytes(raster_stream(b"3SaR", page))
@@ -304,5 +308,5 @@ def test_job_cancelled_while_it_converts_leaves_its_pages_and_the_next_one_is_pr
         assert PageFile(path).pixels() == page.pixels()
     # None when the filter ended between two pages, which for the backend is the document's end.
     count = len(endless.files())
-    assert count == 0 or count >= 3
+    assert count not in (1, 2)
     assert endless.files() == sorted(f"-{i}.zrle" for i in range(count))
