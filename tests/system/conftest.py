@@ -17,9 +17,6 @@ import scheduler  # noqa: E402
 from programs import BUILD, RECEIVER, SOURCE, Job, Process, private_dir, public, socket_path  # noqa: E402
 from samples import RASTER, Sample  # noqa: E402
 
-RELIABILITY = SOURCE / "docs/reliability.md"
-
-
 def pytest_addoption(parser):
     parser.addoption("--write-tables", action="store_true", help="bring the tables of docs/reliability.md up to date")
 
@@ -117,13 +114,15 @@ def new_sample(new_job, folder, stand_in):
 @pytest.fixture
 def reliability_table(request):
     """Compares a table of the document, which has its name in a comment before it."""
+    document = SOURCE / "docs/reliability.md"
+
     def check(name, columns, rows):
         lines = [columns, ["---"] * len(columns), *rows]
         table = "".join(f"| {' | '.join(map(str, line))} |\n" for line in lines)
-        before, start, rest = RELIABILITY.read_text().partition(f"<!-- {name} -->\n")
+        before, start, rest = document.read_text().partition(f"<!-- {name} -->\n")
         written, end, after = rest.partition("<!-- end -->\n")
         if request.config.getoption("--write-tables"):
-            RELIABILITY.write_text(before + start + table + end + after)
+            document.write_text(before + start + table + end + after)
         else:
             assert written == table
     return check
@@ -192,10 +191,9 @@ def as_people():
     """The command by which a program is run to which the accounts of the base system, which the tests
     run as, are a person's. None where that cannot be."""
     with tempfile.NamedTemporaryFile("w", prefix="qolt_test.", dir="/tmp") as defs:
-        defs.write("# UID_MIN 3\nUID_MAX 9\nUID_MIN\nUID_MIN\t1\nUID_MINIMUM 70000\n")
-        defs.flush()
-        command = ["unshare", "-m", "sh", "-c",
-                   'mount --bind "$1" /etc/login.defs && shift && exec "$@"', "sh", defs.name]
+        print("# UID_MIN 3\nUID_MAX 9\nUID_MIN\nUID_MIN\t1\nUID_MINIMUM 70000", file=defs, flush=True)
+        command = ["unshare", "-m", "sh", "-c", 'mount --bind "$1" /etc/login.defs && shift && exec "$@"', "sh",
+                   defs.name]
         works = os.geteuid() == 0 and call([*command, "true"], stdout=DEVNULL, stderr=DEVNULL) == 0
         yield command if works else None
 

@@ -44,8 +44,6 @@ def joined_frames(source):
 
 def inflated(data):
     """Of a stream that is flushed and never closed."""
-    if not data:
-        return data
     stream = zlib.decompressobj()
     out = stream.decompress(data)
     assert data.endswith(b"\0\0\xff\xff") and not stream.eof and not stream.unconsumed_tail
@@ -131,7 +129,7 @@ class PageFile:
         """Up to 64 rows of pixels each: red, green, blue."""
         size = self.width * self.height
         assert bool(self.compressed) == bool(size)
-        source = Bytes(inflated(self.compressed))
+        source = Bytes(inflated(self.compressed) if size else b"")
         for top in range(0, self.height if size else 0, TILE):
             height = min(TILE, self.height - top)
             widths = [min(TILE, self.width - left) for left in range(0, self.width, TILE)]

@@ -32,8 +32,7 @@ FORMAT = """Assertion 'wantZRLE || format == "PS" || format == "PDF"' failed at 
     ("qolt:/TIFF/1@x", FORMAT, []),
     ("qolt:/zrle/4294967294@x", FORMAT, []),
     ("qolt:/ZRLE/-1@x", "getpwuid(4294967295): account not found\n", []),
-    ("qolt:/PDF/4294967294@x", "getpwuid(4294967294): account not found\n", []),
-])
+    ("qolt:/PDF/4294967294@x", "getpwuid(4294967294): account not found\n", [])])
 def test_bad_document_or_uri_ends_the_job_with_its_message(job, uri, message, document):
     result = run([QOLT, job.id, "u", "t", "1", "", *document], env={"DEVICE_URI": uri} if uri else {})
     assert result.status == 1 and result.err.startswith("qolt: " + message)
@@ -48,9 +47,9 @@ def test_job_is_stored_for_the_account_and_announced(job, folder, format, named)
         result = job.run(format, folder / "document") if named else job.run(format, input=TEXT)
         uid, gid = job.account.pw_uid, job.account.pw_gid
         assert result == (
-            0, "", f"qolt: backend dropped privs to uid={uid}, euid={uid}, egid={gid}, "
-            f"groups={gid},\n{job.description(format, '.in')}"
-            f'qolt: connecting to socket "{server.path}"\nqolt: socket connected successfully\n')
+            0, "", f"qolt: backend dropped privs to uid={uid}, euid={uid}, egid={gid}, groups={gid},\n"
+            f"{job.description(format, '.in')}qolt: connecting to socket \"{server.path}\"\n"
+            "qolt: socket connected successfully\n")
         assert server.receive() == job.message
     job.assert_delivered(result, format, ".in")
     assert job.read(".in") == TEXT

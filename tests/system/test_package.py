@@ -59,8 +59,7 @@ def test_it_holds_what_an_administrator_expects(packages, folder):
     assert {owner for _, owner, *_ in lines} == {"root/root"}
     assert {mode for mode, *_, path in lines if path.endswith("/")} == {"drwxr-xr-x"}
     files = [(mode, path) for mode, *_, path in lines if not path.endswith("/")]
-    assert sorted(files) == sorted(
-        (mode, f"./usr/{path}") for mode, paths in FILES.items() for path in paths.split())
+    assert sorted(files) == sorted((mode, f"./usr/{path}") for mode, paths in FILES.items() for path in paths.split())
 
     depends = succeed(run(["dpkg-deb", "-f", package, "Depends"]))
     for needed in ("cups-daemon", "libcupsimage2", "libc6 (", "libpng16", "zlib1g ("):

@@ -215,8 +215,7 @@ MARGIN = 75  # half an inch at 150 dpi
     ("document", "media=Custom.100x150mm printer-resolution=300dpi", (1179, 1771), WHOLE),
     ("document", "PageSize=EnvDL", (1300, 2600), WHOLE),
     ("document", "printer-resolution=600dpi", (4958, 7017), WHOLE),
-    ("raster", "", (300, 300), WHOLE),  # as it is
-])
+    ("raster", "", (300, 300), WHOLE)])  # as it is
 def test_raster_pages_are_whole_sheets_and_only_text_has_margins(cups, job, folder, name, options, sheet, edges):
     cups.add_queue("queue", "ZRLE", packaged("qolt-raster.ppd"), job)
     page = next(raster_pages(cups.stored("queue", *lp_arguments(folder, options, name)).read_bytes()))
@@ -237,13 +236,10 @@ def test_text_has_margins_in_documents(cups, job, folder, format):
 
 
 @pytest.mark.parametrize("title", [
-    "Ünïcödé „quoted“ – ½ €",
-    "\"double\" 'single' `back` $HOME $(id) \\ ; & | < > * ? ~ #",
-    "../../etc/passwd and 100% of %s %n %d",
-    "  = [PDF] File1=/etc/shadow ",
-    "ü" * 127,  # as many bytes as CUPS takes
-    "x" * 255,  # the same
-], ids=["unicode", "shell", "path and format", "lines", "long unicode", "long"])
+    "Ünïcödé „quoted“ – ½ €", "\"double\" 'single' `back` $HOME $(id) \\ ; & | < > * ? ~ #",
+    "../../etc/passwd and 100% of %s %n %d", "  = [PDF] File1=/etc/shadow ",
+    "ü" * 127, "x" * 255],  # as many bytes as CUPS takes
+    ids=["unicode", "shell", "path and format", "lines", "long unicode", "long"])
 def test_title_arrives_as_it_was_given(cups, job, queue, document, title):
     with job.listen() as server:
         printed = cups.print(queue, "-t", title, document)

@@ -3,6 +3,7 @@
 import os
 import shutil
 import signal
+from pathlib import Path
 
 import pytest
 from programs import QOLT, QOLT_USER, Job, Process, break_errors, eventually
@@ -23,12 +24,11 @@ def received(receiver):
 
 
 def wait_until_held(cups, queue, *jobs):
-    waiting = "Status: Nobody receives print jobs for "
     for printed in jobs:
         def is_held():
             lines = cups.manage("lpstat", "-l", "-o", queue)
             mine = lines.partition(f"{queue}-{printed.id} ")[2].split(f"\n{queue}-")[0]
-            return waiting in mine and "Alerts: job-hold-until-specified" in mine
+            return "Status: Nobody receives" in mine and "Alerts: job-hold-until-specified" in mine
         assert eventually(is_held), cups.log(printed)
 
 
@@ -98,8 +98,7 @@ FAILED, HOLD, CANCEL = 1, 3, 5
     ("qolt-user:/PDF/printq", "root", CANCEL, "Root receives no print jobs"),
     ("qolt-user:/PDF/printq", "no\nbody", CANCEL, "There is no account here with the name no~^Jbody"),
     ("qolt-user:/PDF/printq", "bin", CANCEL, "A service receives no print jobs: bin"),
-    ("qolt-user:/PDF/no such printq", "nobody", HOLD, "Nobody receives print jobs for nobody"),
-])
+    ("qolt-user:/PDF/no such printq", "nobody", HOLD, "Nobody receives print jobs for nobody")])
 def test_job_that_is_not_handed_on_says_why(job, uri, user, status, text):
     result = user_backend(job, uri, user=user, input=b"a document").wait()
     assert result == (status, "", f"STATE: +connecting-to-device\nERROR: {text}\nSTATE: -connecting-to-device\n")
@@ -132,16 +131,13 @@ def test_job_waits_also_when_nobody_reads_what_is_said(job, everybody):
         assert backend.wait().status == HOLD
 
 
-def test_job_is_delivered_from_standard_input_and_from_a_file(job, account, everybody, folder):
-    (folder / "document").write_bytes(b"from a file")
-    for arguments, text in [((), b"from the input"), ((folder / "document",), b"from a file")]:
-        with job.listen() as server:
-            backend = user_backend(job, f"qolt-user:/PS/{job.id}", *arguments, by=everybody,
-                                   input=b"from the input")
-            assert server.receive() == job.message and backend.wait().status == 0
-        assert job.read(".in") == text
-        job.assert_owned()
-        job.clean()
+@pytest.mark.parametrize("document", [[], [__file__]])
+def test_job_is_delivered_from_standard_input_and_from_a_file(job, everybody, document):
+    with job.listen() as server:
+        backend = user_backend(job, f"qolt-user:/PS/{job.id}", *document, by=everybody, input=b"from the input")
+        assert server.receive() == job.message
+    job.assert_delivered(backend.wait(), "PS", ".in")
+    assert job.read(".in") == (Path(__file__).read_bytes() if document else b"from the input")
 
 
 def test_cancelling_ends_the_other_backend_too(job, everybody):
