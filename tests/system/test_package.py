@@ -54,18 +54,17 @@ FILES = {
 
 
 def test_it_holds_what_an_administrator_expects(packages, folder):
-    package, _ = packages
-    lines = [line.split() for line in succeed(run(["dpkg-deb", "-c", package])).splitlines()]
+    lines = [line.split() for line in succeed(run(["dpkg-deb", "-c", packages[0]])).splitlines()]
     assert {owner for _, owner, *_ in lines} == {"root/root"}
     assert {mode for mode, *_, path in lines if path.endswith("/")} == {"drwxr-xr-x"}
     files = [(mode, path) for mode, *_, path in lines if not path.endswith("/")]
     assert sorted(files) == sorted((mode, f"./usr/{path}") for mode, paths in FILES.items() for path in paths.split())
 
-    depends = succeed(run(["dpkg-deb", "-f", package, "Depends"]))
+    depends = succeed(run(["dpkg-deb", "-f", packages[0], "Depends"]))
     for needed in ("cups-daemon", "libcupsimage2", "libc6 (", "libpng16", "zlib1g ("):
         assert needed in depends
     # No scripts.
-    succeed(run(["dpkg-deb", "-e", package, folder / "control"]))
+    succeed(run(["dpkg-deb", "-e", packages[0], folder / "control"]))
     assert sorted(os.listdir(folder / "control")) == ["control", "md5sums"]
 
 

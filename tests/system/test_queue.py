@@ -35,20 +35,15 @@ def grey_pages(greys):
             f"startxref\n{len(text)}\n%%EOF\n").encode()
 
 
-def grey_of(value):
-    """What grey_pages() made, or "-" for a banner, which is white there."""
-    return "0123456789-"[round(value * 10 / 255)]
-
-
 def greys_of_document(path):
-    """Of one PDF or PostScript document, which is drawn at 20 dpi."""
+    """Of what grey_pages() made, as PDF or PostScript, drawn at 20 dpi; "-" is a banner, which is white there."""
     result = run(["gs", "-q", "-dBATCH", "-dNOPAUSE", "-dSAFER", "-r20", "-sDEVICE=pgmraw", "-o", "-", path])
     assert result.status == 0, result.err
     pictures, greys = result.out.encode(errors="surrogateescape"), ""
     while pictures:
         head = re.match(rb"P5\s(?:#.*\n)*(\d+) (\d+)\s255\s", pictures)
         width, height = map(int, head.groups())
-        greys += grey_of(pictures[head.end() + 5 * width + 5])
+        greys += "0123456789-"[round(pictures[head.end() + 5 * width + 5] * 10 / 255)]
         pictures = pictures[head.end() + width * height:]
     return greys
 
@@ -69,13 +64,6 @@ def document(folder):
     path = folder / "document.pdf"
     path.write_bytes(random_document(0))
     return path
-
-
-@pytest.fixture
-def queue(cups, job, folder):
-    """Its name. It brings PDF documents as they are to the endpoint of `job`."""
-    cups.add_queue("queue", "PDF", as_is(folder), job)
-    return "queue"
 
 
 def test_scheduler_lists_the_devices(cups):
@@ -240,9 +228,10 @@ def test_text_has_margins_in_documents(cups, job, folder, format):
     "../../etc/passwd and 100% of %s %n %d", "  = [PDF] File1=/etc/shadow ",
     "ü" * 127, "x" * 255],  # as many bytes as CUPS takes
     ids=["unicode", "shell", "path and format", "lines", "long unicode", "long"])
-def test_title_arrives_as_it_was_given(cups, job, queue, document, title):
+def test_title_arrives_as_it_was_given(cups, job, folder, document, title):
+    cups.add_queue("queue", "PDF", as_is(folder), job)
     with job.listen() as server:
-        printed = cups.print(queue, "-t", title, document)
+        printed = cups.print("queue", "-t", title, document)
         assert_announced(server, printed)
     assert printed.read(".ini").decode() == printed.description("PDF", ".in", title=title)
 
@@ -279,8 +268,7 @@ done
 """
 
 
-def test_job_cancelled_while_it_converts_leaves_its_pages_and_the_next_one_is_printed(
-        cups, job, folder, real_library):
+def test_job_cancelled_while_it_converts_leaves_its_pages_and_the_next_one_is_printed(cups, job, folder, real_library):
     (folder / "repeat").write_text(REPEAT)
     (folder / "repeat").chmod(0o755)
     ppd = with_filter(folder, "qolt-raster.ppd",

@@ -19,8 +19,9 @@ def queue(cups, job, folder, everybody):
 
 def received(receiver):
     """The titles, in their order."""
-    lines = receiver.wait().out.splitlines()
-    return [os.path.basename(line)[:-len("-0.pdf")] for line in lines if line.startswith("received")]
+    result = receiver.wait()
+    assert result.status == 0
+    return [line.rpartition("/")[2][:-len("-0.pdf")] for line in result.out.splitlines() if line.startswith("received")]
 
 
 def wait_until_held(cups, queue, *jobs):
@@ -126,8 +127,7 @@ def test_failure_of_the_other_backend_is_told_in_plain_words_behind_its_own(
 def test_job_waits_also_when_nobody_reads_what_is_said(job, everybody):
     with job.listen() as server:
         server.socket.close()
-        backend = user_backend(job, f"qolt-user:/PDF/{job.id}", by=everybody, input=b"a document",
-                               before=break_errors)
+        backend = user_backend(job, f"qolt-user:/PDF/{job.id}", by=everybody, input=b"a document", before=break_errors)
         assert backend.wait().status == HOLD
 
 
