@@ -11,70 +11,41 @@
 using namespace plat;
 using Lines = std::vector<std::string>;
 
-namespace {
-
-bool isLoaded(const char* fileName) {
-  void* library = dlopen(fileName, RTLD_LAZY | RTLD_NOLOAD);
-  if (library) dlclose(library);
-  return library != nullptr;
-}
-
 TEST(DynamicFn, candidatesAreTriedInOrderUntilOneHasAFunction) {
-  struct {
+  // Steps: "!file" is not there, "?function" is not in it, "=file" has the function "cos".
+  const struct {
     const char* libraries;
     const char* functions;
     bool exactNames;
-    bool found;
-    Lines log;
+    Lines steps;
   } rows[] = {
-      {"qa,qb[1,2],/q/libc.so",
-       "cos",
-       false,
-       false,
-       {" [DynFnOpen(libqa.so) failed]", " [DynFnOpen(libqb.so.1) failed]",
-        " [DynFnOpen(libqb.so.2) failed]", " [DynFnOpen(/q/libc.so) failed]"}},
-      {"m[6],qa",
-       "q,cos,sin",
-       false,
-       true,
-       {"  [DynFnFind(q) failed]", "found 'cos' in 'libm.so.6'"}},
-      {"m[99,6]",
-       "cos",
-       false,
-       true,
-       {" [DynFnOpen(libm.so.99) failed]", "found 'cos' in 'libm.so.6'"}},
-      {"qa[1]ignored,m[6]",
-       "cos",
-       false,
-       true,
-       {" [DynFnOpen(libqa.so.1) failed]", "found 'cos' in 'libm.so.6'"}},
-      {"z[1],m[6]",
-       "cos",
-       false,
-       true,
-       {"  [DynFnFind(cos) failed]", "found 'cos' in 'libm.so.6'"}},
-      {"/q[1,2],m[6]",
-       "cos",
-       false,
-       true,
-       {" [DynFnOpen(/q) failed]", "found 'cos' in 'libm.so.6'"}},
-      {"m[6],libm.so.6",
-       "cos",
-       true,
-       true,
-       {" [DynFnOpen(m[6]) failed]", "found 'cos' in 'libm.so.6'"}},
-      {"m[6]", "qa,qb", false, false, {"  [DynFnFind(qa) failed]", "  [DynFnFind(qb) failed]"}},
-      {nullptr, "cos", false, false, {}},
+      {"qa,qb[1,2],/q/a.so", "cos", false, {"!libqa.so", "!libqb.so.1", "!libqb.so.2", "!/q/a.so"}},
+      {"m[6],qa", "q,cos,sin", false, {"?q", "=libm.so.6"}},
+      {"m[99,6]", "cos", false, {"!libm.so.99", "=libm.so.6"}},
+      {"qa[1]ignored,m[6]", "cos", false, {"!libqa.so.1", "=libm.so.6"}},
+      {"z[1],m[6]", "cos", false, {"?cos", "=libm.so.6"}},
+      {"/q[1,2],m[6]", "cos", false, {"!/q", "=libm.so.6"}},
+      {"m[6],libm.so.6", "cos", true, {"!m[6]", "=libm.so.6"}},
+      {"m[6]", "qa,qb", false, {"?qa", "?qb"}},
+      {nullptr, "cos", false, {}},
   };
-  for (auto& row : rows) {
+  for (const auto& row : rows) {
     SCOPED_TRACE(row.libraries ? row.libraries : "(null)");
     CapturedLog captured("DynamicFn:captured:110");
-    DynamicFn cosine(row.libraries, row.functions, row.exactNames);
-    Lines lines;
-    for (const std::string& line : row.log) lines.push_back("110 DynamicFn " + line);
-    EXPECT_EQ(captured.lines, lines);
-    ASSERT_EQ(cosine.get() != nullptr, row.found);
-    if (row.found) {
+    const DynamicFn cosine(row.libraries, row.functions, row.exactNames);
+    Lines expected;
+    bool found = false;
+    for (const std::string& step : row.steps) {
+      const std::string name = step.substr(1);
+      found = step[0] == '=';
+      expected.push_back("110 DynamicFn " + (found ? "found 'cos' in '" + name + "'"
+                                             : step[0] == '!'
+                                                 ? " [DynFnOpen(" + name + ") failed]"
+                                                 : "  [DynFnFind(" + name + ") failed]"));
+    }
+    EXPECT_EQ(captured.lines, expected);
+    ASSERT_EQ(cosine.get() != nullptr, found);
+    if (found) {
       EXPECT_EQ(reinterpret_cast<double (*)(double)>(cosine.get())(0.0), 1.0);
     }
   }
@@ -82,16 +53,15 @@ TEST(DynamicFn, candidatesAreTriedInOrderUntilOneHasAFunction) {
 
 TEST(DynamicFn, libraryStaysLoadedOnlyWhileAFunctionOfItIsHeld) {
   const char* fileName = "libBrokenLocale.so.1";  // of the C library; nobody uses it
-  ASSERT_FALSE(isLoaded(fileName));
-  {
-    DynamicFn first(fileName, "__ctype_get_mb_cur_max", true);
-    DynamicFn second(fileName, "__ctype_get_mb_cur_max", true);
+  auto isLoaded = [&] {
+    void* library = dlopen(fileName, RTLD_LAZY | RTLD_NOLOAD);
+    if (library) dlclose(library);
+    return library != nullptr;
+  };
+  for (const char* function : {"no_such_function", "__ctype_get_mb_cur_max"}) {
+    const DynamicFn first(fileName, function, true), second(fileName, function, true);
     EXPECT_EQ(first.get(), second.get());
-    EXPECT_TRUE(isLoaded(fileName));
+    EXPECT_EQ(isLoaded(), first.get() != nullptr);
   }
-  EXPECT_FALSE(isLoaded(fileName));
-  DynamicFn missing(fileName, "no_such_function", true);
-  EXPECT_FALSE(isLoaded(fileName));
+  EXPECT_FALSE(isLoaded());
 }
-
-}  // namespace
