@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <csignal>
 #include <string>
 
@@ -12,37 +11,15 @@
 
 using namespace plat;
 
-TEST(Exception, messageIsCutAtCharacterBoundary) {
-  for (std::string character : {"a", "\xc3\xa9", "\xe2\x82\xac", "\xf0\x9f\x98\x80"}) {
-    for (size_t start = 250; start <= 256; start++) {
-      SCOPED_TRACE(character + " at " + std::to_string(start));
-      const std::string text = std::string(start, 'x') + character + "tail that does not fit";
-      const size_t kept = start < 255 && start + character.size() > 255 ? start : 255;
-      EXPECT_EQ(Exception(text.c_str()).message, text.substr(0, kept));
-      EXPECT_EQ(ExceptionFmt("%s", text.c_str()).message, text.substr(0, kept));
-    }
-  }
-}
-
-TEST(Exception, eachKindHasItsNameAndMessage) {
-  errno = ENOENT;
-  const std::string fits(230, 'x'), tooLong(231, 'x');
-  const std::pair<Exception, std::string> cases[] = {
-      {StdlibException("open(%s)", "a"), "System-2: open(a): No such file or directory (2)"},
-      {SystemException("", 0), "System-0: Success (0)"},
-      {SystemExceptionFmt("%d", 99999, 7), "System-99999: 7: Unknown error (99999)"},
-      {SystemException(fits.c_str(), 4), "System-4: " + fits + ": Interrupted system call"},
-      {SystemException(tooLong.c_str(), 4), "System-4: " + tooLong + ": Unknown error (4)"},
-      {AssertionFail("p", "F", 95).appendDetail("%s", "x"),
-       "AssertionFail: Assertion 'p' failed at F:95: x"},
-      {AssertionFail(nullptr, nullptr, 0), "AssertionFail: Assertion '' failed at :0"},
-      {BadNum("b"), ": b"},
-      {BadUtf8("%d"), ": %d"},
-      {BadUtf8("%d", 7), ": 7"},
-      {TimedOut(nullptr), "TimedOut: "}};
-  for (const auto& [e, expected] : cases) {
-    EXPECT_EQ(std::string(e.name) + ": " + e.message, expected);
-  }
+TEST(Exception, nullTextsCountAsEmptyAndTheNameIsThatOfTheKind) {
+  const Exception kinds[] = {Exception(nullptr), SystemException(nullptr, 0),
+                             BadNum("b"),        BadUtf8("%d"),
+                             TimedOut(nullptr),  AssertionFail(nullptr, nullptr, 0)};
+  std::string texts;
+  for (const Exception& e : kinds) texts += std::string(e.name) + ": " + e.message + "\n";
+  EXPECT_EQ(texts,
+            ": \nSystem-0: Success (0)\n: b\n: %d\nTimedOut: \n"
+            "AssertionFail: Assertion '' failed at :0\n");
 }
 
 namespace {
@@ -63,20 +40,18 @@ struct ShownLog : CapturedLog {
 }  // namespace
 
 TEST(AssertionDeathTest, failureIsLoggedWithABackTraceBeforeTheHookRuns) {
-  const struct {
-    void (*onWrite)();
-    const char* more;
-  } cases[] = {{[] {}, TRACE " 1 [^\n]+\n(" TRACE "[ 0-9][0-9] [^\n]+\n)+hook\n"},
-               {[] { PLAT_ASSERT(false); }, ""},  // the second failure aborts at once
-               {[] { throw Exception("log"); }, ""}};
-  for (const auto& c : cases) {
-    auto fail = [&] {
-      ShownLog shown(c.onWrite);
+  const std::pair<void (*)(), const char*> cases[] = {
+      {[] {}, TRACE " 1 [^\n]+\n(" TRACE "[ 0-9][0-9] [^\n]+\n)+hook\n"},
+      {[] { PLAT_ASSERT(false); }, ""},  // the second failure aborts at once
+      {[] { throw Exception("log"); }, ""}};
+  for (const auto& [onWrite, more] : cases) {
+    auto fail = [onWrite = onWrite] {
+      ShownLog shown(onWrite);
       setAssertionHook([] { fputs("hook\n", stderr); });
       int small = 1;
       PLAT_ASSERT_DETAIL(small > 2, "small is %d", small);
     };
-    const std::string expected = std::string("^" FAILURE "0 Assertion " FAILURE) + c.more + "$";
+    const std::string expected = std::string("^" FAILURE "0 Assertion " FAILURE) + more + "$";
     EXPECT_EXIT(fail(), testing::KilledBySignal(SIGABRT), expected);
   }
 }
@@ -92,6 +67,6 @@ TEST(AssertionDeathTest, badUtf8IsAnAssertionWhereThatIsWanted) {
 TEST(Assertion, warningIsLogged) {
   CapturedLog captured("Assertion:captured:0");
   assertionWarning(AssertionFail("p", "F", 95));
-  EXPECT_EQ(captured.lines,
+  EXPECT_EQ(captured.take(),
             std::vector<std::string>{"0 Assertion Warning: Assertion 'p' failed at F:95"});
 }
