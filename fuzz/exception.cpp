@@ -36,7 +36,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
   PLAT_ASSERT(plat::Exception(text.c_str()).message == cut(text));
   PLAT_ASSERT(plat::ExceptionFmt("%s", text.c_str()).message == cut(text));
-  PLAT_ASSERT(plat::BadUtf8(text.c_str()).message == cut(text));
+  const plat::Exception kinds[] = {plat::BadUtf8(text.c_str()), plat::BadUtf8("%s", text.c_str()),
+                                   plat::BadNum(text.c_str()), plat::TimedOut(text.c_str())};
+  for (const plat::Exception& e : kinds) {
+    PLAT_ASSERT(e.message == cut(text) && e.name == std::string(&e == &kinds[3] ? "TimedOut" : ""));
+  }
+  PLAT_ASSERT(plat::Exception(nullptr).message == std::string());
   checkSystem(plat::SystemException(text.c_str(), err), text, err);
   checkSystem(plat::SystemExceptionFmt("%s", err, text.c_str()), text, err);
   errno = err;
@@ -44,7 +49,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
   plat::AssertionFail failure(text.c_str(), "F", err);
   const std::string start = "Assertion '" + text + "' failed at F:" + std::to_string(err);
-  PLAT_ASSERT(failure.message == cut(start));
+  PLAT_ASSERT(failure.message == cut(start) && failure.name == std::string("AssertionFail"));
   PLAT_ASSERT(failure.appendDetail("%s", text.c_str()).message ==
               cut(cut(cut(start) + ": ") + text));
   return 0;

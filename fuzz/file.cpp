@@ -1,5 +1,6 @@
 // Files, their handles and their paths: what the system does with them, against plain texts.
 #include <fcntl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -119,6 +120,69 @@ void checkPositions(fuzz::Input& input) {
   }
 }
 
+// Names come, change and go.
+void checkNames(fuzz::Input& input) {
+  const test::ScratchFolder own(folder().path());
+  std::set<std::string> files, folders;
+  for (int steps = input.number(0, 8); steps > 0; steps--) {
+    const std::string name(1, input.number('a', 'c')), other(1, input.number('a', 'c'));
+    const std::string path = own / name, to = own / other;
+    const bool isFile = files.count(name), isFolder = folders.count(name);
+    std::string failure;
+    int err = 0;
+    switch (input.number(0, 3)) {
+      case 0:
+        PLAT_ASSERT(plat::mkDir(path.c_str(), false) == (!isFile && !isFolder));
+        if (!isFile) folders.insert(name);
+        break;
+      case 1:
+        if (!isFolder) test::writeFile(path, "");
+        if (!isFolder) files.insert(name);
+        break;
+      case 2:
+        failure = fuzz::refusal([&] { plat::fileRemove(path.c_str()); });
+        err = isFolder ? EISDIR : isFile ? 0 : ENOENT;
+        PLAT_ASSERT(failure == (err ? systemText("fileRemove(" + path + ")", err) : ""));
+        files.erase(name);
+        failure = fuzz::refusal([&] { plat::rmDir(path.c_str()); });
+        err = isFolder ? 0 : ENOENT;
+        PLAT_ASSERT(failure == (err ? systemText("rmDir(" + path + ")", err) : ""));
+        folders.erase(name);
+        break;
+      default:
+        if (!isFile || folders.count(other)) continue;
+        plat::fileRename(path.c_str(), to.c_str());
+        files.erase(name);
+        files.insert(other);
+    }
+    for (const char* each : {"a", "b", "c"}) {
+      const std::string at = own / each;
+      PLAT_ASSERT(plat::fileExists(at.c_str()) == (files.count(each) || folders.count(each)));
+      PLAT_ASSERT(!plat::fileExists((at + "/x").c_str()));
+    }
+  }
+}
+
+// A read returns one piece at most.
+void checkReadFully(fuzz::Input& input) {
+  int ends[2];
+  PLAT_ASSERT(socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends) == 0);
+  plat::OwnedFd reader(ends[0]);
+  std::string sent;
+  {
+    const plat::OwnedFd writer(ends[1]);
+    for (int pieces = input.number(0, 5); pieces > 0; pieces--) {
+      const std::string piece = input.text(9) + ".";
+      PLAT_ASSERT(write(ends[1], piece.data(), piece.size()) > 0);
+      sent += piece;
+    }
+  }
+  std::string got(sent.size() + 2, 'x');
+  plat::readFully(ends[0], got.data(), sent.size());
+  PLAT_ASSERT(got == sent + "xx");
+  PLAT_ASSERT(fuzz::refusal([&] { plat::readFully(ends[0], got.data(), 1); }) == ": End of file");
+}
+
 void checkUniqueName(fuzz::Input& input) {
   const std::string stem = input.flag() ? "a.b" : "ab", extension = input.flag() ? ".c" : "";
   const test::ScratchFolder own(folder().path());
@@ -170,7 +234,7 @@ void checkAbsolutePath(fuzz::Input& input) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   fuzz::Input input(data, size);
-  switch (input.number(0, 7)) {
+  switch (input.number(0, 9)) {
     case 0:
     case 1:
       checkPositions(input);
@@ -179,7 +243,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       checkUniqueName(input);
       break;
     case 3:
+      checkNames(input);
+      break;
     case 4:
+      checkReadFully(input);
+      break;
+    case 5:
+    case 6:
       checkAbsolutePath(input);
       break;
     default:

@@ -1,24 +1,32 @@
 // A log specification, against a plain reading of it, and the list of the sources.
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <map>
 #include <vector>
 
-#include "base/plat/LogDest.h"
+#include "base/plat/LogDestMem.h"
 #include "base/plat/LogSrc.h"
 #include "base/plat/NumUtil.h"
 #include "base/plat/Wildcard.h"
+#include "base/plat/utf8.h"
 #include "fuzz/fuzz.h"
 
 namespace {
 
 struct CountingDest : plat::LogDest {
   using LogDest::LogDest;
-  void write(int, const char*, const char*) override { count++; }
+  void write(int messageLevel, const char*, const char* text) override {
+    errno = EIO;
+    count++;
+    last = std::to_string(messageLevel) + " " + text;
+    all += text + std::string("\n");
+  }
   bool isActive() const override { return active; }
   void setLevel(int newLevel) { level = newLevel; }
   int count = 0;
+  std::string last, all;
   bool active = true;
 };
 
@@ -38,19 +46,36 @@ std::vector<std::string> split(const std::string& text, char separator, size_t m
   return parts;
 }
 
-using Limits = std::map<CountingDest*, int>;
+struct Element {
+  std::string pattern;
+  CountingDest* dest;
+  int limit;
+};
 
-Limits limitsOf(const std::string& spec, const plat::LogSrc& source) {
-  Limits limits;
+std::vector<Element> elementsOf(const std::string& spec) {
+  std::vector<Element> elements;
   for (const std::string& element : split(spec, ',', SIZE_MAX)) {
     const std::vector<std::string> parts = split(element, ':', 3);
     if (parts.size() < 3) continue;
     const char* end = parts[2].c_str();
     int limit;
     if (!plat::strToInt(&limit, &end, 10) || *end || limit < 0) continue;
-    if (!plat::wildcardMatch(parts[0].c_str(), source.getName(), false)) continue;
     for (CountingDest* dest : {&file, &mem}) {
-      if (plat::strCompareNoCase(dest->getName(), parts[1].c_str()) == 0) limits[dest] = limit;
+      if (plat::strCompareNoCase(dest->getName(), parts[1].c_str()) == 0) {
+        elements.push_back({parts[0], dest, limit});
+      }
+    }
+  }
+  return elements;
+}
+
+using Limits = std::map<CountingDest*, int>;
+
+Limits limitsOf(const std::string& spec, const plat::LogSrc& source) {
+  Limits limits;
+  for (const Element& element : elementsOf(spec)) {
+    if (plat::wildcardMatch(element.pattern.c_str(), source.getName(), false)) {
+      limits[element.dest] = element.limit;
     }
   }
   return limits;
@@ -74,6 +99,71 @@ void checkSource(plat::LogSrc& source, const Limits& limits) {
       PLAT_ASSERT(dest->count - before[i++] == takes);
     }
   }
+}
+
+// What waits in memory goes to the destinations of all sources, each in its turn, and those
+// messages that none was given go on waiting.
+void checkReplay(const std::string& spec, fuzz::Input& input) {
+  plat::LogDestMem& memory = plat::LogDestMem::instance();
+  memory.clear();
+  std::vector<int> levels;
+  const int count = input.number(0, 9) ? input.number(0, 5) : input.number(498, 503);
+  for (int i = 0; i < count; i++) {
+    levels.push_back(i < 500 ? input.number(0, 120) : 0);
+    memory.write(levels[i], "Source", std::to_string(i).c_str());
+  }
+  if (levels.size() > 501) levels.resize(501);
+  plat::LogSrc::setLogSpec(nullptr);
+  file.all = mem.all = "";
+  plat::LogSrc::setLogSpec(spec.c_str());
+
+  auto textsUpTo = [&](int limit, int above) {
+    std::string texts;
+    for (size_t i = 0; i < levels.size(); i++) {
+      if (levels[i] > limit || levels[i] <= above) continue;
+      texts += i < 500 ? std::to_string(i) : "Too many messages, discarding further ones";
+      texts += "\n";
+    }
+    if (texts.empty()) return texts;
+    return "Start replaying stored messages\n" + texts + "Finished replaying stored messages\n";
+  };
+  std::map<CountingDest*, std::string> expected;
+  int most = -1;
+  for (const Element& element : elementsOf(spec)) {
+    if (element.pattern != "*" || !element.dest->active) continue;
+    expected[element.dest] += textsUpTo(element.limit, -1);
+    most = std::max(most, element.limit);
+  }
+  for (CountingDest* dest : {&file, &mem}) PLAT_ASSERT(dest->all == expected[dest]);
+  file.all = "";
+  memory.replayTo(&file, 100);
+  PLAT_ASSERT(file.all == textsUpTo(100, most));
+  PLAT_ASSERT(file.all.empty() || file.last == "100 Finished replaying stored messages");
+  memory.clear();
+}
+
+// Escaped, and no longer than the buffer.
+void checkText(const std::string& text) {
+  file.setLevel(INT_MAX);
+  plat::LogSrc::setLogSpec("Ipc:file:50");
+  auto written = [](const std::string& line) {
+    return std::string(plat::escapeUtf8(line.c_str(), '~').orEmpty());
+  };
+  errno = ENOENT;
+  ipc.write(7, text.c_str());
+  PLAT_ASSERT(errno == ENOENT);
+  PLAT_ASSERT(file.last == "7 " + written(text));
+  const std::string padding(4080, 'x');
+  ipc.info("%s%s", padding.c_str(), text.c_str());
+  const plat::String cut = plat::fixUtf8((padding + text).c_str(), nullptr, 4095);
+  if (plat::isValidUtf8(text.c_str())) PLAT_ASSERT(file.last == "30 " + written(cut.get()));
+  file.all = "";
+  ipc.writeLines(50, text.c_str());
+  std::string lines;
+  for (const std::string& line : split(text, '\n', SIZE_MAX)) {
+    if (!line.empty()) lines += written(line) + "\n";
+  }
+  PLAT_ASSERT(file.all == lines);
 }
 
 std::string listed(int width) {
@@ -106,11 +196,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   checkList(input.number(0, 100));
   file.setLevel(input.flag() ? input.number(0, 110) : INT_MAX);
   mem.active = input.flag();
-  const std::string spec = fuzz::text(input.rest());
-
   plat::LogSrc::initLogging();
+  fuzz::Input more = input;
+  const std::string spec = fuzz::text(input.rest());
+  checkReplay(spec, more);
   plat::LogSrc::setLogSpec(spec.c_str());
   for (plat::LogSrc* source : {&fdIo, &ipc}) checkSource(*source, limitsOf(spec, *source));
+  checkText(spec);
   plat::LogSrc::setLogSpec(nullptr);
   PLAT_ASSERT(fdIo.getLevel() == -1);
   return 0;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "base/plat/Configuration.h"
+#include "base/plat/HexToBin.h"
 #include "base/plat/LogDest.h"
 #include "base/plat/LogSrc.h"
 #include "base/plat/utf8.h"
@@ -61,6 +62,7 @@ bool isHex(const std::string& text) {
 
 // What a class makes of a text or a number; nothing: it is refused.
 struct Class {
+  const char* name;
   const char* type;
   Text (*ofText)(const char* text);
   Text (*ofNumber)(int number);
@@ -104,13 +106,13 @@ Text ofBig(const char* text) {
 constexpr Text (*noNumber)(int) = [](int) { return Text(); };
 
 const Class classes[] = {
-    {"bool", ofWord, [](int number) { return Text(number ? "1" : "0"); }},
-    {"int", ofSizeText, ofSize},
-    {"enum", ofColour,
+    {"Flag", "bool", ofWord, [](int number) { return Text(number ? "1" : "0"); }},
+    {"Size", "int", ofSizeText, ofSize},
+    {"Colour", "enum", ofColour,
      [](int number) { return number < 0 || number > 2 ? Text() : colours[number]; }},
-    {"string", [](const char* text) { return text ? Text(text) : Text(); }, noNumber},
-    {"s64", ofBig, noNumber},
-    {"binary",
+    {"Text", "string", [](const char* text) { return text ? Text(text) : Text(); }, noNumber},
+    {"Big", "s64", ofBig, noNumber},
+    {"Bytes", "binary",
      [](const char* text) {
        return text && strlen(text) % 2 == 0 && isHex(text) ? lower(text) : Text();
      },
@@ -129,7 +131,8 @@ class Stage : plat::LogDest, plat::ParameterChangedCallback {
     using namespace plat;
     parameters[0] = std::make_unique<BoolParameter>("Flag", "d", false, hidden, &all, tags);
     parameters[1] = std::make_unique<IntParameter>("Size", "d", 7, hidden, &all, -1, 9, tags, "l");
-    parameters[2] = std::make_unique<EnumParameter>("Colour", "d", colours, 1, hidden, &all, tags);
+    parameters[2] = std::make_unique<EnumParameter>(borrowed[0].c_str(), "d", borrowedNames, 1,
+                                                    hidden, &all, tags);
     parameters[3] =
         std::make_unique<StringParameter>("Text", nullptr, "l", "t", hidden, &all, tags);
     parameters[4] = std::make_unique<S64Parameter>("Big", "d", "l", "int64:8000000000000000",
@@ -146,6 +149,13 @@ class Stage : plat::LogDest, plat::ParameterChangedCallback {
   ~Stage() override { plat::LogSrc::setLogSpec(nullptr); }
 
   void run() {
+    checkLookup(&plat::Configuration::getBoolParam);
+    checkLookup(&plat::Configuration::getIntParam);
+    checkLookup(&plat::Configuration::getStringParam);
+    checkLookup(&plat::Configuration::getEnumParam);
+    checkLookup(&plat::Configuration::getS64Param);
+    checkLookup(&plat::Configuration::getBinaryParam);
+    PLAT_ASSERT(!all.getBool("FLAG", true) && all.getBool("Gone", true));
     while (input.left() > 0) {
       heard.clear();
       expected.clear();
@@ -185,7 +195,9 @@ class Stage : plat::LogDest, plat::ParameterChangedCallback {
       const int sample = input.number(-2, static_cast<int>(std::size(samples)) - 1);
       const std::string random = sample == -2 ? fuzz::text(input.text(20)) : "";
       const char* const text = sample < 0 ? nullptr : samples[sample];
-      setText(which, sample == -2 ? random.c_str() : text, priority);
+      const char* const given = sample == -2 ? random.c_str() : text;
+      kind < 9 ? setTyped(which, input.number(-3, 11), given, priority)
+               : setText(which, given, priority);
     }
     check(*parameters[which], which);
   }
@@ -204,6 +216,32 @@ class Stage : plat::LogDest, plat::ParameterChangedCallback {
     PLAT_ASSERT(parameter.setParam(text, priority) == taken);
   }
 
+  // By the setters of the classes, which take no more than the texts do.
+  void setTyped(int which, int number, const char* text, int priority) {
+    plat::MBuf<unsigned char> binary;
+    if (which == 5 && (!text || !plat::hexToBin(text, binary))) return;
+    if (which == 3 && text && !plat::isValidUtf8(text)) return;
+    const bool ofNumber = which < 3 || (which == 4 && input.flag());
+    Text value = ofNumber ? classes[which].ofNumber(number) : classes[which].ofText(text);
+    if (ofNumber && which == 4) value = plat::S64Parameter::canonicalText(number).get();
+    const bool taken = expectSet(which, priority, value);
+    bool result = false;
+    if (which == 0) {
+      result = parameter<plat::BoolParameter>(which).setValue(number, priority);
+    } else if (which < 3) {
+      result = parameter<plat::IntParameter>(which).setValue(number, priority);
+    } else if (which == 3) {
+      result = parameter<plat::StringParameter>(which).setValue(plat::String(text), priority);
+    } else if (which == 5) {
+      result = parameter<plat::BinaryParameter>(which).setValue(binary, priority);
+    } else if (ofNumber) {
+      result = parameter<plat::S64Parameter>(which).setValue(plat::S64{number}, priority);
+    } else {
+      result = parameter<plat::S64Parameter>(which).setValue(plat::String(text), priority);
+    }
+    PLAT_ASSERT(result == taken);
+  }
+
   // It goes on in the place of the other, without a callback; one more is kept for later.
   void takeClone(int which) {
     std::unique_ptr<ConfigParameter>& original = parameters[which];
@@ -215,9 +253,33 @@ class Stage : plat::LogDest, plat::ParameterChangedCallback {
     original = std::move(clone);
     PLAT_ASSERT(all.findParam(lower(original->getName()).c_str(), false) == original.get());
     hasCallback[which] = false;
+    // A clone has texts of its own.
+    if (which == 2) {
+      for (std::string& text : borrowed) text.assign(text.size(), 'x');
+    }
     saved[which] = original->clone(&elsewhere);
     savedValues[which] = values[which];
     check(*saved[which], which);
+  }
+
+  template <class Parameter>
+  Parameter& parameter(int which) {
+    return dynamic_cast<Parameter&>(*parameters[which]);
+  }
+
+  // By a getter of a class: the one that is of it.
+  template <class Parameter>
+  void checkLookup(Parameter* (plat::Configuration::*get)(const char*) const) const {
+    for (const auto& parameter : parameters) {
+      std::string failure;
+      try {
+        PLAT_ASSERT((all.*get)(parameter->getName()) == parameter.get());
+      } catch (const plat::AssertionFail& e) {
+        failure = e.expr;
+      }
+      PLAT_ASSERT(failure == (dynamic_cast<Parameter*>(parameter.get()) ? "" : "p"));
+    }
+    PLAT_ASSERT(fuzz::refusal([&] { (all.*get)("Gone"); }) == ": Parameter Gone not found");
   }
 
   bool expectSet(int which, int priority, const Text& value) {
@@ -251,8 +313,10 @@ class Stage : plat::LogDest, plat::ParameterChangedCallback {
   }
 
   void check(const ConfigParameter& parameter, int which) const {
+    for (int i : {-1, 3}) PLAT_ASSERT(parameters[2]->intToStr(i) == std::to_string(i).c_str());
     const Values& held = values[which];
     const auto& [priority, value] = *held.rbegin();
+    PLAT_ASSERT(!strcmp(parameter.getName(), classes[which].name));
     PLAT_ASSERT(!strcmp(parameter.getTypeName(), classes[which].type));
     PLAT_ASSERT(parameter.getPriority() == priority);
     PLAT_ASSERT(parameter.getValueStr() == value.c_str());
@@ -282,6 +346,8 @@ class Stage : plat::LogDest, plat::ParameterChangedCallback {
 
   fuzz::Input& input;
   plat::Configuration all{"All"}, elsewhere{"Elsewhere"};
+  std::string borrowed[4] = {"Colour", "Red", "Green", "Blue"};
+  const char* borrowedNames[4] = {borrowed[1].c_str(), borrowed[2].c_str(), borrowed[3].c_str()};
   std::unique_ptr<ConfigParameter> parameters[classCount], saved[classCount];
   Values values[classCount], savedValues[classCount];
   bool hasCallback[classCount] = {true, true, false, true, true, true};

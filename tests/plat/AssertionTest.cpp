@@ -1,26 +1,14 @@
-#include "base/plat/Exception.h"
+#include "base/plat/Assertion.h"
 
 #include <gtest/gtest.h>
 
 #include <csignal>
 #include <string>
 
-#include "base/plat/Assertion.h"
 #include "base/plat/Configuration.h"
 #include "tests/support/CapturedLog.h"
 
 using namespace plat;
-
-TEST(Exception, nullTextsCountAsEmptyAndTheNameIsThatOfTheKind) {
-  const Exception kinds[] = {Exception(nullptr), SystemException(nullptr, 0),
-                             BadNum("b"),        BadUtf8("%d"),
-                             TimedOut(nullptr),  AssertionFail(nullptr, nullptr, 0)};
-  std::string texts;
-  for (const Exception& e : kinds) texts += std::string(e.name) + ": " + e.message + "\n";
-  EXPECT_EQ(texts,
-            ": \nSystem-0: Success (0)\n: b\n: %d\nTimedOut: \n"
-            "AssertionFail: Assertion '' failed at :0\n");
-}
 
 namespace {
 
@@ -34,7 +22,7 @@ struct ShownLog : CapturedLog {
   void (*afterWrite)();
 };
 
-#define FAILURE "Assertion 'small > 2' failed at tests/plat/ExceptionTest.cpp:[0-9]+: small is 1\n"
+#define FAILURE "Assertion 'small > 2' failed at tests/plat/AssertionTest.cpp:[0-9]+: small is 1\n"
 #define TRACE "0 Assertion stacktrace: "
 
 }  // namespace
@@ -62,11 +50,4 @@ TEST(AssertionDeathTest, badUtf8IsAnAssertionWhereThatIsWanted) {
   EXPECT_DEATH(BadUtf8("b"), "^Assertion '0' failed at base/plat/Exception.cpp:[0-9]+: b\n");
   EXPECT_DEATH(BadUtf8("b%d", 7), ": b7\n");
   wanted.unsetParam(10);
-}
-
-TEST(Assertion, warningIsLogged) {
-  CapturedLog captured("Assertion:captured:0");
-  assertionWarning(AssertionFail("p", "F", 95));
-  EXPECT_EQ(captured.take(),
-            std::vector<std::string>{"0 Assertion Warning: Assertion 'p' failed at F:95"});
 }
