@@ -98,10 +98,6 @@ void replayStored(const std::vector<SpecElement>& elements) {
   LogDestMem::instance().discardUpTo(replayedLevel);
 }
 
-bool isPlain(const char* text) {
-  return std::all_of(text, text + strlen(text), [](char c) { return c >= 0x20 && c <= 0x7d; });
-}
-
 }  // namespace
 
 static_assert(std::is_trivially_destructible_v<LogSrc>);
@@ -127,21 +123,16 @@ void LogSrc::write(int messageLevel, const char* text) {
   std::lock_guard<RecursiveMutex> lock(logLock());
   int savedErrno = errno;
   if (configured && (!dests || dests->empty())) return;
-  String escaped;
-  if (!text) text = "";
-  if (!isPlain(text)) {
-    escaped = escapeUtf8(text, '~');
-    text = escaped.orEmpty();
-  }
+  const String escaped = escapeUtf8(text, '~');
   bool taken = false;
   if (dests) {
     for (const auto& [dest, limit] : *dests) {
       if (!dest->isActive() || limit < messageLevel) continue;
-      dest->write(messageLevel, name, text);
+      dest->write(messageLevel, name, escaped.orEmpty());
       taken = true;
     }
   }
-  if (!taken) LogDestMem::instance().write(messageLevel, name, text);
+  if (!taken) LogDestMem::instance().write(messageLevel, name, escaped.orEmpty());
   errno = savedErrno;
 }
 

@@ -141,11 +141,8 @@ bool mkDirMatchParent(const char* path) {
   if (!mkDir(path, true)) return false;
   try {
     OwnedFd dir(open(path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    struct stat info;
-    check(dir.get() >= 0 && fstat(dir.get(), &info) == 0, "mkDirMatchParent/stat");
-    check((info.st_uid == parent.st_uid && info.st_gid == parent.st_gid) ||
-              fchown(dir.get(), parent.st_uid, parent.st_gid) == 0,
-          "mkDirMatchParent/chown");
+    check(dir.get() >= 0, "mkDirMatchParent/stat");
+    check(fchown(dir.get(), parent.st_uid, parent.st_gid) == 0, "mkDirMatchParent/chown");
     check(fchmod(dir.get(), parent.st_mode & permissionBits) == 0, "mkDirMatchParent/chmod");
   } catch (Exception&) {
     // Otherwise the next attempt would take the half-made directory for a good one.

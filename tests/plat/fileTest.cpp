@@ -121,21 +121,19 @@ TEST_F(FileTest, failureNamesTheCallAndItsArgument) {
     int err = ENOENT;
   } cases[] = {
       // clang-format off
-      {[](Path p) { chDir(p); }, "chDir(%)"}, {[](Path p) { checkPermissions(p, {}); }, "stat(%)"},
-      {[](Path p) { fileGetSize(p); }, "fileGetSize(%)"}, {[](Path p) { fileGetTime(p); }, "fileGetTime(%)"},
-      {[](Path p) { fileSetTime(p, 0); }, "fileSetTime(%)"}, {[](Path p) { fileOpenFd(p, 0); }, "fileOpenFd(%)"},
-      {[](Path p) { mkDirMatchParent(p); }, "mkDirMatchParent/stat"},
-      {[](Path p) { fileRename(p, "x"); }, "fileRename(%,x)"},
-      {[](Path p) { fileMakePrivate(p, 0); }, "fileMakePrivate/stat(%)"},
-      {[](Path) { fileMakePrivate(-1, 0); }, "fileMakePrivate/fstat", EBADF},
-      {[](Path p) { fileCopyPerms(p, -1); }, "fileCopyPerms/stat(%)"},
-      {[](Path) { fileCopyPerms("/", -1); }, "fileCopyPerms/fchmod", EBADF},
-      {[](Path p) { fileMakeSticky(p); }, "fileMakeSticky/stat(%)"}, {[](Path p) { mkDir(p, true, true); }, "mkDir(%)"},
-      {[](Path p) { fileIsSameAsFd(p, 2); }, "fileIsSameAsFd/stat(%)"},
-      {[](Path p) { fileIsSameAsFd(p, -1); }, "fileIsSameAsFd/fstat", EBADF},
-      {[](Path) { fileTell(-1); }, "fileTell", EBADF}, {[](Path) { fileTruncate(-1, 0); }, "fileTruncate()", EBADF},
-      {[](Path) { fileLock(-1); }, "fileLock", EBADF}, {[](Path) { fileUnlock(-1); }, "fileUnlock", EBADF},
       {[](Path) { readFully(-1, nullptr, 1); }, "reading from file failed", EBADF},
+      {[](Path) { fileMakePrivate(-1, 0); }, "fileMakePrivate/fstat", EBADF}, {[](Path p) { chDir(p); }, "chDir(%)"},
+      {[](Path p) { fileIsSameAsFd(p, -1); }, "fileIsSameAsFd/fstat", EBADF},
+      {[](Path) { fileCopyPerms("/", -1); }, "fileCopyPerms/fchmod", EBADF},
+      {[](Path p) { fileMakePrivate(p, 0); }, "fileMakePrivate/stat(%)"},
+      {[](Path p) { fileIsSameAsFd(p, 2); }, "fileIsSameAsFd/stat(%)"}, {[](Path) { fileTell(-1); }, "fileTell", EBADF},
+      {[](Path p) { fileCopyPerms(p, -1); }, "fileCopyPerms/stat(%)"}, {[](Path) { fileLock(-1); }, "fileLock", EBADF},
+      {[](Path p) { mkDirMatchParent(p); }, "mkDirMatchParent/stat"},
+      {[](Path p) { fileMakeSticky(p); }, "fileMakeSticky/stat(%)"}, {[](Path p) { fileGetSize(p); }, "fileGetSize(%)"},
+      {[](Path) { fileTruncate(-1, 0); }, "fileTruncate()", EBADF}, {[](Path p) { fileOpenFd(p, 0); }, "fileOpenFd(%)"},
+      {[](Path p) { fileRename(p, "x"); }, "fileRename(%,x)"}, {[](Path p) { fileSetTime(p, 0); }, "fileSetTime(%)"},
+      {[](Path p) { checkPermissions(p, {}); }, "stat(%)"}, {[](Path) { fileUnlock(-1); }, "fileUnlock", EBADF},
+      {[](Path p) { fileGetTime(p); }, "fileGetTime(%)"}, {[](Path p) { mkDir(p, true, true); }, "mkDir(%)"},
   };  // clang-format on
   const std::string missing = at / "gone/below", endless = link("endless", "endless");
   for (const auto& c : cases) {
@@ -184,12 +182,13 @@ TEST(FilePtr, failedWritesAreToldAtFlushAndClose) {
   CapturedLog log("FilePtr:captured:0");
   FILE* stream = nullptr;
   auto filled = [&](bool own) {
-    FilePtr full(stream = fopen("/dev/full", "w"), own);
+    FilePtr full(stream = fopen("/dev/full", "w+"), own);
     fputc('x', stream);
     return full;
   };
   const std::string atFlush = systemText("fflush", ENOSPC), atClose = systemText("fclose", ENOSPC);
   EXPECT_EQ(thrownBy([&] { filled(true).flush(); }), atFlush);
+  EXPECT_EQ(thrownBy([&] { filled(true).readAll(1); }), atFlush);
   FilePtr file = filled(true);
   const int fd = fileno(stream);
   EXPECT_EQ(thrownBy([&] { file.close(); }), atClose);
