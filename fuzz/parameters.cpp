@@ -7,6 +7,7 @@
 #include <optional>
 #include <vector>
 
+#include "base/plat/BinToHex.h"
 #include "base/plat/Configuration.h"
 #include "base/plat/HexToBin.h"
 #include "base/plat/LogDest.h"
@@ -326,6 +327,11 @@ class Stage : plat::LogDest, plat::ParameterChangedCallback {
     if (const auto* big = dynamic_cast<const plat::S64Parameter*>(&parameter)) {
       PLAT_ASSERT(big->getValue() ==
                   static_cast<plat::S64>(std::stoull(value.substr(6), nullptr, 16)));
+    }
+    if (const auto* binary = dynamic_cast<const plat::BinaryParameter*>(&parameter)) {
+      plat::MBuf<unsigned char> bytes(1);
+      binary->getValue(bytes);
+      PLAT_ASSERT(plat::binToHex(bytes.data(), bytes.size()) == value.c_str());
     }
     const auto texts = parameter.getValues();
     PLAT_ASSERT(texts.size() == held.size());

@@ -68,7 +68,7 @@ class Stage : plat::LogDest,
         timers[which] = std::make_unique<plat::Timer>(this);
         break;
       case 2:
-        ticks = input.flag() ? ticks + 1 : input.anyNumber<Ticks>();
+        ticks = input.flag() ? clamped(Wide(ticks) + 1) : input.anyNumber<Ticks>();
         break;
       case 3:
         ticks = clamped(Wide(ticks) + jumpTicks + input.number(-50, 50) * plat::ticksPerMs);

@@ -99,8 +99,7 @@ MBuf<unsigned char> FilePtr::readAll(int maximum) {
 
   MBuf<unsigned char> content(static_cast<int>(info.st_size));
   errno = 0;
-  size_t length = 0;
-  if (content.size() > 0) length = fread(content.data(), 1, content.size(), file);
+  const size_t length = fread(content.data(), 1, content.size(), file);
   if (length == 0 || ferror(file)) throw StdlibException("Reading from file failed");
   content.resize(static_cast<int>(length));
   return content;

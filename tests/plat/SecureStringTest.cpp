@@ -30,8 +30,7 @@ extern "C" void __wrap_free(void* block) {
 
 // What they do with texts is in fuzz/secureBuffer.cpp.
 TEST(SecureString, secretsAreWipedBeforeTheirMemoryIsReleased) {
-  Configuration registry("Test");
-  BinaryParameter key("Key", "d", nullptr, nullptr, 0, false, &registry);
+  const auto* bytes = reinterpret_cast<const unsigned char*>("secret");
   watched[0] = "secret", watched[1] = "736563";  // the same as a hexadecimal text
   {
     SecureString text("a secret"), moved("secret");
@@ -51,11 +50,13 @@ TEST(SecureString, secretsAreWipedBeforeTheirMemoryIsReleased) {
     copy = buffer;                     // and the flag
     copy = MBuf<char>("a secret", 8);  // keeps it
     MBuf<char> copied(copy), taken(std::move(copy));
+    Configuration registry("Test");
+    BinaryParameter key("Key", "d", nullptr, bytes, 6, false, &registry);
     EXPECT_TRUE(key.setParam("736563726574", 10) && key.setParam("736563726574736563726574", 20));
     EXPECT_FALSE(key.setParam("736563726574x", 10) || key.setParam("736563726574xx", 10));
     auto clone = key.clone(&registry);
     key.copyValues(*clone);
-    key.setValue(MBuf<unsigned char>(reinterpret_cast<const unsigned char*>("secret"), 6), 10);
+    key.setValue(MBuf<unsigned char>(bytes, 6), 10);
     for (int priority : {10, 20}) key.unsetParam(priority);
   }
   EXPECT_EQ(leaks, 0);
