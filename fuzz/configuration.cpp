@@ -13,10 +13,11 @@ const char* const names[] = {"A", "a", "b", "C"};
 class Stage {
  public:
   explicit Stage(fuzz::Input& source) : input(source) {
-    for (auto [parent, child] : {std::pair(0, 1), {0, 2}, {1, 3}, {0, 1}}) {
-      const bool unique = child == 1 && !children[parent].empty();
+    for (auto [parent, child] : {std::pair(0, 1), {0, 2}, {1, 3}, {0, 1}, {1, 3}}) {
+      const bool unique = child < 3,
+                 isKnown = std::count(children[parent].begin(), children[parent].end(), child);
       registries[parent].addChild(&registries[child], unique);
-      if (!unique) children[parent].push_back(child);
+      if (!unique || !isKnown) children[parent].push_back(child);
     }
   }
 

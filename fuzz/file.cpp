@@ -163,6 +163,16 @@ void checkNames(fuzz::Input& input) {
   }
 }
 
+void checkCurrentDir() {
+  const plat::String before = plat::currentDir();
+  const test::ScratchFolder own(folder().path());
+  plat::chDir(own.path().c_str());
+  PLAT_ASSERT(plat::currentDir() == std::filesystem::current_path().c_str());
+  plat::rmDir(own.path().c_str());
+  PLAT_ASSERT(fuzz::refusal([] { plat::currentDir(); }) == systemText("getcwd", ENOENT));
+  plat::chDir(before.get());
+}
+
 // A read returns one piece at most.
 void checkReadFully(fuzz::Input& input) {
   int ends[2];
@@ -244,6 +254,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       break;
     case 3:
       checkNames(input);
+      checkCurrentDir();
       break;
     case 4:
       checkReadFully(input);
