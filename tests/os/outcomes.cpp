@@ -1,0 +1,54 @@
+#include "tests/os/outcomes.h"
+
+#include <dlfcn.h>
+
+#include "base/plat/Exception.h"
+#include "tests/support/CapturedLog.h"
+
+std::string injectedFailures;
+
+static bool mustFail(const std::string& call) {
+  const size_t found = (" " + injectedFailures).find(" " + call + " ");
+  if (found == injectedFailures.npos) return false;
+  size_t digits = 0;
+  errno = std::stoi(injectedFailures.substr(found + call.size() + 1), &digits);
+  injectedFailures.erase(found, call.size() + 2 + digits);
+  return true;
+}
+
+// Integers and pointers, five at most: the machines that this runs on pass them in
+// registers, whatever their types and however few they are.
+#define FORWARD(call, failed)                                                         \
+  extern "C" long injected_##call(long a, long b, long c, long d, long e) asm(#call); \
+  long injected_##call(long a, long b, long c, long d, long e) {                      \
+    if (!injectedFailures.empty() && mustFail(#call)) return failed;                  \
+    using Call = long(long, long, long, long, long);                                  \
+    return reinterpret_cast<Call*>(dlsym(RTLD_NEXT, #call))(a, b, c, d, e);           \
+  }
+#define FORWARD_ALL(X)                                                                  \
+  X(accept, -1)                                                                         \
+  X(accept4, -1)                                                                        \
+  X(connect, -1) X(dup, -1) X(dup2, -1) X(dup3, -1) X(fcntl64, -1) X(getpwuid_r, errno) \
+      X(getresuid, -1) X(getrlimit64, -1) X(pipe, -1) X(pipe2, -1) X(readdir64, 0)      \
+          X(setrlimit64, -1) X(setsockopt, -1) X(setuid, -1) X(socket, -1) X(socketpair, -1)
+FORWARD_ALL(FORWARD)
+
+void hold(const std::function<std::string()>& action, const std::vector<std::string>& promises) {
+  for (const std::string& promise : promises) {
+    CapturedLog captured("SocketUtil:captured:100");
+    const int freeFd = plat::OwnedFd(dup(0)).get();
+    const size_t split = promise.find("> ");
+    std::string outcome, logged;
+    injectedFailures = promise.substr(0, split);
+    try {
+      outcome = action();
+    } catch (const plat::SystemException& e) {
+      outcome = e.message;
+      outcome = outcome.substr(0, outcome.find(": ")) + " " + std::to_string(e.err);
+    }
+    injectedFailures.clear();
+    EXPECT_EQ(plat::OwnedFd(dup(0)).get(), freeFd) << promise;
+    for (const std::string& line : captured.lines) logged += line + "\n";
+    EXPECT_EQ(logged + outcome, promise.substr(split + 2)) << promise;
+  }
+}
