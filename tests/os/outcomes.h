@@ -6,7 +6,6 @@
 #include <sstream>
 
 #include "base/os/SocketUtil.h"
-#include "base/plat/unix/OwnedFd.h"
 #include "tests/support/ScratchFolder.h"
 #include "tests/support/childProcess.h"
 
@@ -15,8 +14,8 @@
 extern std::string injectedFailures;
 
 // Every promise is "<failures> > <outcome>": with these failures the unit "SocketUtil" logs and
-// then the action returns the outcome, or it throws a SystemException, "<call> <errno>". No
-// descriptor must be left open.
-void hold(const std::function<std::string()>& action, const std::vector<std::string>& promises);
+// then the value is the outcome, or it throws a SystemException, "<call> <errno>". Every
+// descriptor that it leaves open is closed and adds "c", or "i" if a program would inherit it.
+void hold(const std::function<std::string()>& value, const std::vector<std::string>& promises);
 #define HOLD(value, ...) \
   hold([&] { return (std::ostringstream() << (value)).str(); }, {__VA_ARGS__})
