@@ -115,10 +115,9 @@ TEST(SocketUtil, buffersAreRaisedToWhatTheSystemGrants) {
     };
     HOLD(set(fds[0], size), "setsockopt 5 " + logged(size));
     // Four fifths twice; the system doubles what it is told.
-    HOLD(set(fds[0], size + 1),
-         "setsockopt 105 setsockopt 12 " + logged((size + 1) / 5 * 4 / 5 * 8),
-         "setsockopt 5 > setsockopt(" + option + ") 5",
-         refusals + "> setsockopt(" + option + ") 12");
+    HOLD(set(fds[0], size + 1), "setsockopt 5 > setsockopt(" + option + ") 5",
+         refusals + "> setsockopt(" + option + ") 12",
+         "setsockopt 105 setsockopt 12 " + logged((size + 1) / 5 * 4 / 5 * 8));
     HOLD(set(-1, 1), "> getsockopt(" + option + ") 9");
   };
   os::createSocketPair(AF_UNIX, SOCK_STREAM, 0, fds);
@@ -133,12 +132,11 @@ TEST(SocketUtil, connectionsAreMarkedWithTheConfiguredDscp) {
     const std::string mark = to_string(dscp * 4) + " ";
     HOLD(marksOf(connected()), "> " + mark + mark + "ccc");
     HOLD(marksOf(connected(os::ConnectMode::noDscp)), "> 0 " + mark + "ccc");
-    HOLD((fds[0] = makeSocket(),
-          to_string(os::connectSocket(fds[0], nullptr, 0)) + marksOf({fds[0], fds[0]})),
-         "connect 115 > 0" + mark + mark + "c");
-    HOLD((fds[0] = makeSocket(AF_INET6), os::setDscp(fds[0]),
-          optionOf(fds[0], IPPROTO_IPV6, IPV6_TCLASS)),
-         "> " + mark + "c");
+    fds[0] = makeSocket(), fds[1] = makeSocket(AF_INET6);
+    HOLD(os::connectSocket(fds[0], nullptr, 0), "connect 115 > 0");
+    HOLD((os::setDscp(fds[1]), optionOf(fds[1], IPPROTO_IPV6, IPV6_TCLASS)), "> " + mark);
+    EXPECT_EQ(marksOf({fds[0], fds[0]}), mark + mark);
+    EXPECT_EQ(os::closeFd(fds[0]) + os::closeFd(fds[1]), 0);
     HOLD((os::setDscp(makeSocket(AF_UNIX)), ""), "> c");
     const std::string failure =
         "0 SocketUtil setsockopt(DSCP, " + to_string(dscp) + "): Bad file descriptor\n";

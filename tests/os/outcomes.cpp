@@ -33,8 +33,9 @@ static bool mustFail(const std::string& call) {
   X(accept4, -1)                                                                                  \
   X(connect, -1)                                                                                  \
   X(dup, -1)                                                                                      \
-  X(dup2, -1) X(dup3, -1) X(fcntl64, -1) X(getpwuid_r, errno) X(getresuid, -1) X(getrlimit64, -1) \
-      X(pipe, -1) X(pipe2, -1) X(readdir64, 0) X(setrlimit64, -1) X(setsockopt, -1) X(setuid, -1) \
+  X(dup2, -1)                                                                                     \
+  X(dup3, -1) X(fcntl64, -1) X(getpwuid_r, errno) X(getresuid, -1) X(getrlimit64, -1) X(pipe, -1) \
+      X(pipe2, -1) X(readdir64, 0) X(setrlimit64, -1) X(setsockopt, -1) X(setuid, -1)             \
           X(socket, -1) X(socketpair, -1)
 FORWARD_ALL(FORWARD)
 
