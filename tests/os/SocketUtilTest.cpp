@@ -8,7 +8,6 @@
 #include "tests/os/outcomes.h"
 
 using std::to_string;
-using testing::ExitedWithCode;
 
 namespace {
 
@@ -60,16 +59,16 @@ TEST(SocketUtil, newDescriptorsAreCloseOnExecAlsoWhereTheSystemLacksTheFlag) {
        "socketpair 5 > socketpair 5");
   HOLD((os::createPipe(fds), ""), "> cc", "pipe2 22 > cc", "pipe2 38 > cc", "pipe2 5 > pipe2 5",
        "pipe2 38 pipe 5 > pipe 5", "pipe2 38 fcntl64 5 > setInheritable 5");
-  HOLD((os::duplicate(0), ""), "> c", "fcntl64 22 > c", "fcntl64 5 > fcntl(F_DUPFD_CLOEXEC) 5",
+  HOLD(os::duplicate(1), "> 0c", "fcntl64 22 > 0c", "fcntl64 5 > fcntl(F_DUPFD_CLOEXEC) 5",
        "fcntl64 22 dup 5 > dup 5", "fcntl64 22 fcntl64 5 > setInheritable 5");
-  HOLD((os::duplicateOnto(0, 99), ""), "dup3 4 dup3 4 > c", "dup3 22 > c",
+  HOLD((os::duplicateOnto(1, 0), ""), "dup3 4 dup3 4 > c", "dup3 22 > c",
        "dup3 38 dup2 4 dup2 4 > c", "dup3 5 > dup2 5", "dup3 38 dup2 5 > dup2 5",
        "dup3 38 fcntl64 5 > setInheritable 5i");
   HOLD((connected(), ""), "connect 4 connect 4 accept4 4 accept4 4 > ccc", "accept4 22 > ccc",
        "accept4 38 accept 4 accept 4 > ccc", "connect 5 > connect 5cc", "accept4 5 > accept 5cc",
        "accept4 38 accept 22 > accept 22cc", "accept4 38 fcntl64 5 > setInheritable 5cc",
        "setsockopt 5 > setsockopt 5");
-  HOLD(os::acceptSocket(0), "accept4 11 > -1", "accept4 103 > -1", "accept4 1 > -1");
+  HOLD(os::acceptSocket(1), "accept4 11 > -1", "accept4 103 > -1", "accept4 1 > -1");
 }
 
 TEST(SocketUtil, flagThatSocketsRefuseIsNotTriedAgain) {
@@ -99,7 +98,7 @@ TEST(SocketUtil, flagsAndOptionsAreThoseAskedFor) {
     HOLD(bound(SOL_SOCKET, SO_REUSEPORT), on ? "> 1 c" : "> 0 c");
   }
   HOLD(os::getInheritable(file), "fcntl64 5 > getInheritable 5");
-  HOLD((os::setInheritable(dup(0), true), ""), "fcntl64 5 > setInheritable 5i");
+  HOLD((os::setInheritable(dup(1), true), ""), "fcntl64 5 > setInheritable 5i");
   HOLD((os::setInheritable(file, true, true), ""), "fcntl64 5 > setInheritable 5",
        "> setInheritable 9");
 }

@@ -84,6 +84,7 @@ TEST(setuid, dropLeavesNothingOfRootOrEndsTheProcessAtOnce) {
               "Uid:(\t1){4}\nGid:(\t1){4}\n.*Groups:\t1 \n.*CapPrm:\t0+\nCapEff:\t0+\n");
   const std::string refused = "\\(\\): Operation not permitted\n$";
   EXPECT_EXIT(dropTo1("00000", "setuid 1"), ExitedWithCode(1), "^setuid" + refused);
+  EXPECT_EXIT(dropTo1("00000", "setuid 0"), testing::KilledBySignal(SIGABRT), "Unexpected uid");
   EXPECT_EXIT(dropTo1("11111"), ExitedWithCode(1), "^setgroups" + refused);
   EXPECT_EXIT(dropTo1("77777"), ExitedWithCode(1), "^setgid" + refused);
 }
@@ -106,6 +107,7 @@ TEST(AppInfo, noTextIsReadUnset) {
   EXPECT_DEATH(AppInfo::getApp(false), "emptyIfUnset .. app'");
   AppInfo::set("app", nullptr, nullptr);
   EXPECT_EQ(std::string(AppInfo::getDetail(true)) + AppInfo::getDisplayName(false), "app");
+  EXPECT_EQ(os::LocalPrivateDir::get("x"), "/tmp/.-x");
   AppInfo::set("app", "company", "path", "name", "detail");
   AppInfo::setGroup("group");
   std::string texts;

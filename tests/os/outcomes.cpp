@@ -10,6 +10,9 @@
 
 std::string injectedFailures;
 
+// A call may well return descriptor 0.
+static const int closedInput [[maybe_unused]] = close(0);
+
 static bool mustFail(const std::string& call) {
   const size_t found = (" " + injectedFailures).find(" " + call + " ");
   if (found == injectedFailures.npos) return false;
@@ -24,19 +27,20 @@ static bool mustFail(const std::string& call) {
 #define FORWARD(call, failed)                                                         \
   extern "C" long injected_##call(long a, long b, long c, long d, long e) asm(#call); \
   long injected_##call(long a, long b, long c, long d, long e) {                      \
-    if (!injectedFailures.empty() && mustFail(#call)) return failed;                  \
+    if (!injectedFailures.empty() && mustFail(#call)) return errno ? failed : 0;      \
     using Call = long(long, long, long, long, long);                                  \
     return reinterpret_cast<Call*>(dlsym(RTLD_NEXT, #call))(a, b, c, d, e);           \
   }
-#define FORWARD_ALL(X)                                                                            \
-  X(accept, -1)                                                                                   \
-  X(accept4, -1)                                                                                  \
-  X(connect, -1)                                                                                  \
-  X(dup, -1)                                                                                      \
-  X(dup2, -1)                                                                                     \
-  X(dup3, -1) X(fcntl64, -1) X(getpwuid_r, errno) X(getresuid, -1) X(getrlimit64, -1) X(pipe, -1) \
-      X(pipe2, -1) X(readdir64, 0) X(setrlimit64, -1) X(setsockopt, -1) X(setuid, -1)             \
-          X(socket, -1) X(socketpair, -1)
+#define FORWARD_ALL(X)                                                                             \
+  X(accept, -1)                                                                                    \
+  X(accept4, -1)                                                                                   \
+  X(connect, -1)                                                                                   \
+  X(dup, -1)                                                                                       \
+  X(dup2, -1)                                                                                      \
+  X(dup3, -1)                                                                                      \
+  X(fcntl64, -1) X(getpwuid_r, errno) X(getresuid, -1) X(getrlimit64, -1) X(pipe, -1) X(pipe2, -1) \
+      X(readdir64, 0) X(setrlimit64, -1) X(setsockopt, -1) X(setuid, -1) X(socket, -1)             \
+          X(socketpair, -1)
 FORWARD_ALL(FORWARD)
 
 static bool isOpen(int fd) {

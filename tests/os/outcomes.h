@@ -10,7 +10,8 @@
 #include "tests/support/childProcess.h"
 
 // Calls of the C library that fail, "<call> <errno> <call> <errno> ...", each once and in this
-// order. This test program stands in front of those that outcomes.cpp lists.
+// order; with 0 it does nothing and succeeds. This test program stands in front of those that
+// outcomes.cpp lists.
 extern std::string injectedFailures;
 
 // Every promise is "<failures> > <outcome>": with these failures the unit "SocketUtil" logs and
