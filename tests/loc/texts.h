@@ -8,15 +8,11 @@
 namespace test {
 
 // The parameter "Locale" for the time of a test.
-class UsingLocale {
- public:
-  explicit UsingLocale(const char* locale) { parameter().setParam(locale, 40); }
-  ~UsingLocale() { parameter().unsetParam(40); }
+struct UsingLocale {
+  explicit UsingLocale(const char* locale) { parameter.setParam(locale, 40); }
+  ~UsingLocale() { parameter.unsetParam(40); }
 
- private:
-  static plat::ConfigParameter& parameter() {
-    return *plat::Configuration::global().getParam("Locale");
-  }
+  plat::ConfigParameter& parameter = *plat::Configuration::global().getParam("Locale");
 };
 
 inline std::string textOf(const char* key) {

@@ -1,6 +1,7 @@
 #include <grp.h>
 #include <sys/wait.h>
 
+#include <list>
 #include <numeric>
 #include <set>
 
@@ -108,14 +109,12 @@ TEST(AppInfo, noTextIsReadUnset) {
   AppInfo::set("app", nullptr, nullptr);
   EXPECT_EQ(std::string(AppInfo::getDetail(true)) + AppInfo::getDisplayName(false), "app");
   EXPECT_EQ(os::LocalPrivateDir::get("x"), "/tmp/.-x");
-  AppInfo::set("app", "company", "path", "name", "detail");
-  AppInfo::setGroup("group");
-  std::string texts;
-  for (auto* get : {AppInfo::getApp, AppInfo::getCompany, AppInfo::getPathComp,
-                    AppInfo::getDisplayName, AppInfo::getDetail, AppInfo::getGroup}) {
-    texts += get(false);
-  }
-  EXPECT_EQ(texts, "appcompanypathnamedetailgroup");
+  AppInfo::set("app ", "company ", "path ", "name ", "detail ");
+  AppInfo::setGroup("group ");
+  std::ostringstream texts;
+  texts << AppInfo::getApp(false) << AppInfo::getCompany(false) << AppInfo::getPathComp(false)
+        << AppInfo::getDisplayName(false) << AppInfo::getDetail(false) << AppInfo::getGroup(false);
+  EXPECT_EQ(texts.str(), "app company path name detail group ");
 }
 
 TEST(DirEnum, failureNamesTheCall) {
@@ -128,10 +127,9 @@ TEST(LocalPrivateDir, isMadeOrMadePrivateButNothingElseIs) {
   PrivateDirs dirs;
   test::ScratchFolder linked;
   const std::string own = dirs.of(std::to_string(geteuid()));
-  HOLD(os::LocalPrivateDir::get("x").get(), "> " + dirs.of("x"));
-  for (int mode : {0, 0755}) {
+  for (int i = 0; i < 2; i++) {
     HOLD(os::LocalPrivateDir::get(nullptr).get(), "> " + own);
-    EXPECT_EQ(std::filesystem::status(own).permissions(), std::filesystem::perms{0700}) << mode;
+    EXPECT_EQ(std::filesystem::status(own).permissions(), std::filesystem::perms{0700});
     chmod(own.c_str(), 0755);
   }
   for (const std::string& to : {linked.path(), linked / "no", std::string()}) {
@@ -140,22 +138,22 @@ TEST(LocalPrivateDir, isMadeOrMadePrivateButNothingElseIs) {
     EXPECT_THROW(os::LocalPrivateDir::get(nullptr), plat::SystemException) << to;
   }
   EXPECT_EQ(std::filesystem::status(linked.path()).permissions(), std::filesystem::perms{0755});
-  EXPECT_FALSE(std::filesystem::exists(dirs.of("x")));
 }
 
 TEST(PipeNameScoped, suffixFollowsIdAndIndex) {
   PrivateDirs dirs;
-  std::string names, pid = std::to_string(getpid());
-  for (int64_t id : {0, 42, -1}) {
-    for (int index : {-1, 0, 1, 2}) {
-      names += os::PipeNameScoped::name("q", "7", index ? nullptr : "app", id, index).get();
-      names.erase(names.rfind(dirs.of("7")), dirs.of("7").size());
+  std::string names;
+  for (int64_t id : {int64_t{0}, INT64_MAX, int64_t{-1}}) {
+    for (int index : {-1, 0, 1}) {
+      names += os::PipeNameScoped::name("q", "7", index ? nullptr : "a", id, index).get();
     }
   }
-  EXPECT_EQ(names,
-            "/print.q/app.q/print.q.0.1/print.q.0.2"
-            "/print.q.42/app.q.42.0/print.q.42.1/print.q.42.2/print.q." +
-                pid + "/app.q." + pid + ".0/print.q." + pid + ".1/print.q." + pid + ".2");
+  for (size_t at; (at = names.find(dirs.of("7"))) != names.npos;)
+    names.erase(at, dirs.of("7").size());
+  const std::string pid = "." + std::to_string(getpid()), most = ".9223372036854775807";
+  EXPECT_EQ(names, "/print.q/a.q/print.q.0.1/print.q" + most + "/a.q" + most + ".0/print.q" + most +
+                       ".1/print.q" + pid + "/a.q" + pid + ".0/print.q" + pid + ".1");
+  EXPECT_FALSE(std::filesystem::exists(dirs.of("7")));
 }
 
 TEST(PipeNameScoped, sweepTakesDeadSocketsOfThatNameFromTheUserOrAsRootFromEveryone) {
@@ -163,36 +161,32 @@ TEST(PipeNameScoped, sweepTakesDeadSocketsOfThatNameFromTheUserOrAsRootFromEvery
   PrivateDirs dirs;
   test::ScratchFolder linked;
   std::filesystem::create_symlink(linked.path(), dirs.of("7"));
-  const auto bound = [](const std::string& path, mode_t mode) {
-    plat::OwnedFd fd(os::createBoundUnixSocket(path.c_str()));
-    chmod(path.c_str(), mode);
-    return fd;
-  };
+  std::list<plat::OwnedFd> sockets;
+  const std::string dead = "print.q print.q.3 ", shut = "print.q.shut ", live = "print.q.t-live ",
+                    other = "print.q.z-file print.q.z-link print.q2 xprint.q ";
   for (const std::string& folder : {dirs.of("0"), dirs.of("1"), linked.path()}) {
     mkdir(folder.c_str(), 0);
     chmod(folder.c_str(), 0777);
-    for (const char* name : {"/print", "/print.q", "/print.q.3", "/print.q2", "/xprint.q"}) {
-      bound(folder + name, 0777);
+    std::istringstream names("print " + dead + shut + live + "print.q2 xprint.q");
+    for (std::string name; names >> name;) {
+      sockets.emplace_back(os::createBoundUnixSocket((folder + "/" + name).c_str()));
+      chmod((folder + "/" + name).c_str(), name + " " == shut ? 0 : 0777);
+      if (name + " " != live || listen(sockets.back().get(), 1) != 0) sockets.pop_back();
     }
-    bound(folder + "/print.q.shut", 0);
     test::writeFile(folder + "/print.q.z-file", "");
     std::filesystem::create_symlink("print.q2", folder + "/print.q.z-link");
   }
-  const plat::OwnedFd live = bound(dirs.of("1") + "/print.q.z-live", 0777);
-  EXPECT_EQ(listen(live.get(), 1), 0);
-  const std::string dead = "print.q print.q.3 ", shut = "print.q.shut ",
-                    other = "print.q.z-file print.q.z-link ", more = "print.q2 xprint.q ";
   for (uid_t user : {1, 0}) {
-    if (const pid_t child = fork(); child == 0) {
+    const pid_t child = fork();
+    if (child == 0) {
       CHILD_CHECK(setresuid(user, user, user) == 0);
       os::PipeNameScoped::removeStale("q", user == 0 ? "print" : nullptr);
       _exit(0);
-    } else {
-      waitpid(child, nullptr, 0);
     }
-    EXPECT_EQ(entriesOf(dirs.of("0")), "print " + (user == 0 ? "" : dead + shut) + other + more);
-    EXPECT_EQ(entriesOf(dirs.of("1")),
-              "print " + (user == 0 ? "" : shut) + other + "print.q.z-live " + more);
-    EXPECT_EQ(entriesOf(linked.path()), "print " + dead + shut + other + more);
+    waitpid(child, nullptr, 0);
+    const std::string all = "print " + dead + shut + live + other, kept = "print " + live + other;
+    EXPECT_EQ(entriesOf(dirs.of("0")), user == 0 ? kept : all);
+    EXPECT_EQ(entriesOf(dirs.of("1")), user == 0 ? kept : "print " + shut + live + other);
+    EXPECT_EQ(entriesOf(linked.path()), all);
   }
 }

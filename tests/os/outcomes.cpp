@@ -31,16 +31,17 @@ static bool mustFail(const std::string& call) {
     using Call = long(long, long, long, long, long);                                  \
     return reinterpret_cast<Call*>(dlsym(RTLD_NEXT, #call))(a, b, c, d, e);           \
   }
-#define FORWARD_ALL(X)                                                                             \
-  X(accept, -1)                                                                                    \
-  X(accept4, -1)                                                                                   \
-  X(connect, -1)                                                                                   \
-  X(dup, -1)                                                                                       \
-  X(dup2, -1)                                                                                      \
-  X(dup3, -1)                                                                                      \
-  X(fcntl64, -1) X(getpwuid_r, errno) X(getresuid, -1) X(getrlimit64, -1) X(pipe, -1) X(pipe2, -1) \
-      X(readdir64, 0) X(setrlimit64, -1) X(setsockopt, -1) X(setuid, -1) X(socket, -1)             \
-          X(socketpair, -1)
+#define FORWARD_ALL(X)                                                                            \
+  X(accept, -1)                                                                                   \
+  X(accept4, -1)                                                                                  \
+  X(connect, -1)                                                                                  \
+  X(dup, -1)                                                                                      \
+  X(dup2, -1)                                                                                     \
+  X(dup3, -1)                                                                                     \
+  X(fcntl64, -1)                                                                                  \
+  X(getpwuid_r, errno)                                                                            \
+  X(getresuid, -1) X(getrlimit64, -1) X(pipe, -1) X(pipe2, -1) X(readdir64, 0) X(setrlimit64, -1) \
+      X(setsockopt, -1) X(setuid, -1) X(socket, -1) X(socketpair, -1)
 FORWARD_ALL(FORWARD)
 
 static bool isOpen(int fd) {
