@@ -52,7 +52,7 @@ std::string lookUp(bool byName, const char* name, uid_t uid) {
 struct PrivateDirs {
   PrivateDirs() { AppInfo::set("print", nullptr, pathComp.c_str()); }
   ~PrivateDirs() {
-    for (const char* user : {"0", "1", "7"}) std::filesystem::remove_all(of(user));
+    for (uid_t user : {geteuid(), 1u, 7u}) std::filesystem::remove_all(of(std::to_string(user)));
   }
   std::string of(const std::string& user) const { return "/tmp/." + pathComp + "-" + user; }
 

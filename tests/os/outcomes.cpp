@@ -31,28 +31,25 @@ static bool mustFail(const std::string& call) {
     using Call = long(long, long, long, long, long);                                  \
     return reinterpret_cast<Call*>(dlsym(RTLD_NEXT, #call))(a, b, c, d, e);           \
   }
-#define FORWARD_ALL(X)                                                                            \
-  X(accept, -1)                                                                                   \
-  X(accept4, -1)                                                                                  \
-  X(connect, -1)                                                                                  \
-  X(dup, -1)                                                                                      \
-  X(dup2, -1)                                                                                     \
-  X(dup3, -1)                                                                                     \
-  X(fcntl64, -1)                                                                                  \
-  X(getpwuid_r, errno)                                                                            \
-  X(getresuid, -1) X(getrlimit64, -1) X(pipe, -1) X(pipe2, -1) X(readdir64, 0) X(setrlimit64, -1) \
-      X(setsockopt, -1) X(setuid, -1) X(socket, -1) X(socketpair, -1)
+#define FORWARD_ALL(X)                                                                             \
+  X(accept, -1)                                                                                    \
+  X(accept4, -1)                                                                                   \
+  X(connect, -1)                                                                                   \
+  X(dup, -1)                                                                                       \
+  X(dup2, -1)                                                                                      \
+  X(dup3, -1)                                                                                      \
+  X(fcntl64, -1)                                                                                   \
+  X(getpwuid_r, errno)                                                                             \
+  X(getresuid, -1)                                                                                 \
+  X(getrlimit64, -1) X(pipe, -1) X(pipe2, -1) X(readdir64, 0) X(setrlimit64, -1) X(setsockopt, -1) \
+      X(setuid, -1) X(socket, -1) X(socketpair, -1)
 FORWARD_ALL(FORWARD)
-
-static bool isOpen(int fd) {
-  return fcntl(fd, F_GETFD) >= 0;
-}
 
 void hold(const std::function<std::string()>& value, const std::vector<std::string>& promises) {
   for (const std::string& promise : promises) {
     CapturedLog captured("SocketUtil:captured:100");
     std::bitset<100> open;
-    for (int fd = 0; fd < 100; fd++) open[fd] = isOpen(fd);
+    for (int fd = 0; fd < 100; fd++) open[fd] = fcntl(fd, F_GETFD) >= 0;
     const size_t split = promise.find("> ");
     std::string outcome, logged;
     injectedFailures = promise.substr(0, split);
@@ -64,7 +61,7 @@ void hold(const std::function<std::string()>& value, const std::vector<std::stri
     }
     injectedFailures.clear();
     for (int fd = 0; fd < 100; fd++) {
-      if (open[fd] || !isOpen(fd)) continue;
+      if (open[fd] || fcntl(fd, F_GETFD) < 0) continue;
       outcome += os::getInheritable(fd) ? "i" : "c";
       close(fd);
     }
