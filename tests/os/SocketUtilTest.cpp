@@ -4,6 +4,7 @@
 #include <netinet/ip.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/un.h>
 
 #include "tests/os/outcomes.h"
 
@@ -199,4 +200,6 @@ TEST(SocketUtil, unixSocketIsAliveWhileSomethingListens) {
   HOLD(os::createBoundUnixSocket(path.c_str()), "> bind 98");
   path += 's';
   HOLD(alive(), "> UnixIo 36");
+  sockaddr_un address;
+  HOLD((os::fillUnixAddress(&address, "s"), address.sun_path), "> s");
 }

@@ -31,19 +31,14 @@ static bool mustFail(const std::string& call) {
     using Call = long(long, long, long, long, long);                                  \
     return reinterpret_cast<Call*>(dlsym(RTLD_NEXT, #call))(a, b, c, d, e);           \
   }
-#define FORWARD_ALL(X)                                                                             \
-  X(accept, -1)                                                                                    \
-  X(accept4, -1)                                                                                   \
-  X(connect, -1)                                                                                   \
-  X(dup, -1)                                                                                       \
-  X(dup2, -1)                                                                                      \
-  X(dup3, -1)                                                                                      \
-  X(fcntl64, -1)                                                                                   \
-  X(getpwuid_r, errno)                                                                             \
-  X(getresuid, -1)                                                                                 \
-  X(getrlimit64, -1) X(pipe, -1) X(pipe2, -1) X(readdir64, 0) X(setrlimit64, -1) X(setsockopt, -1) \
-      X(setuid, -1) X(socket, -1) X(socketpair, -1)
-FORWARD_ALL(FORWARD)
+#define FORWARD_4(a, b, c, d) FORWARD(a, -1) FORWARD(b, -1) FORWARD(c, -1) FORWARD(d, -1)
+
+FORWARD_4(accept, accept4, connect, dup)
+FORWARD_4(dup2, dup3, fcntl64, getresuid)
+FORWARD_4(getrlimit64, pipe, pipe2, setrlimit64)
+FORWARD_4(setsockopt, setuid, socket, socketpair)
+FORWARD(getpwuid_r, errno)
+FORWARD(readdir64, 0)
 
 void hold(const std::function<std::string()>& value, const std::vector<std::string>& promises) {
   for (const std::string& promise : promises) {
