@@ -92,12 +92,12 @@ TEST(hex, dumpLinesUpItsColumns) {
       "0123456789\x1f ~\x7f\x80\xff"
       "ABCDE",
       21);
-  hexDump("0123456789abcdefg", 17, "-> ", "   ");
+  hexDump("0123456789abcdefABCDEFGHIJKLMNOP", 32, "-> ", "   ");
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
             "0000 30 31 32 33  34 35 36 37  38 39 1f 20  7e 7f 80 ff  0123456789. ~...\n"
             "0010 41 42 43 44  45                                     ABCDE\n"
             "-> 30 31 32 33  34 35 36 37  38 39 61 62  63 64 65 66  0123456789abcdef\n"
-            "   67                                                  g\n");
+            "   41 42 43 44  45 46 47 48  49 4a 4b 4c  4d 4e 4f 50  ABCDEFGHIJKLMNOP\n");
 }
 
 }  // namespace
