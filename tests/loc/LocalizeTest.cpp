@@ -178,9 +178,9 @@ TEST(Localize, environmentCountsWithoutTheParameter) {
     }
     unsetenv("LANGUAGE");
     localize.updateLocales();
-    const std::regex rest("Updating.*\n|Locales |:en_US");
-    const std::string log = std::regex_replace(joined(captured.lines), rest, "");
-    fprintf(stderr, "%s%s %s", getenv("LANGUAGE"), setlocale(LC_ALL, nullptr), log.c_str());
+    const std::string log = joined(captured.lines), rest = "Updating.*\n|Locales |:en_US";
+    fprintf(stderr, "%s%s %s", getenv("LANGUAGE"), setlocale(LC_ALL, nullptr),
+            std::regex_replace(log, std::regex(rest), "").c_str());
     return 0;
   };
   EXPECT_EXIT(
