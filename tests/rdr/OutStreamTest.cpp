@@ -28,7 +28,8 @@ struct Stuck : rdr::OutStream {
 }  // namespace
 
 TEST(MemOutStream, growsByDoublingUpToItsMaximum) {
-  rdr::MemOutStream doubled, limited(10, 15);
+  rdr::MemOutStream none(0), doubled, limited(10, 15);
+  EXPECT_EQ(none.data(), nullptr);
   EXPECT_EQ(doubled.overrun(257, 1), 1);
   EXPECT_EQ(doubled.nFree(), 512);
   EXPECT_EQ(limited.overrun(4, 4), 3);
@@ -52,7 +53,6 @@ TEST(BufferedOutStream, blockedBufferGrowsToItsMaximum) {
   out.room = 349;
   out.setLazy(false);
   EXPECT_EQ(out.asked, "nnnnnbnnbb");
-  EXPECT_EQ(out.pendingBytes(), 1);
 }
 
 // What followed used to be written where the smaller buffer had been.
@@ -122,7 +122,6 @@ TEST(FramedOutStream, misuseIsRefusedAndAnotherStreamEndsTheMessage) {
   FailingOut out(0, 16);
   rdr::OutStreamV4 framed(&out);
   EXPECT_EQ(thrownBy([&] { framed.endMsg(false); }), failure + "endMsg: not in frame");
-  EXPECT_EQ(thrownBy([&] { framed.writeU8(0); }), failure + "endFrame: not in frame");
   out.skip(16);
   EXPECT_THROW(framed.startMsg(), plat::SystemException);
   out.room = INT_MAX;
@@ -136,6 +135,7 @@ TEST(FramedOutStream, misuseIsRefusedAndAnotherStreamEndsTheMessage) {
   EXPECT_EQ(framed.pendingBytes(), 2);
   framed.startMsg();
   framed.endMsg(true);
+  EXPECT_EQ(thrownBy([&] { framed.writeU8(0); }), failure + "endFrame: not in frame");
   EXPECT_EQ(std::exchange(out.delivered, ""), "\x80\0\x80\0"s);
   EXPECT_EQ(framed.freeSpace(), 14);
 
