@@ -52,7 +52,7 @@ enum Way {
 
 struct Read {
   Way way;
-  int size, count, maxLength;
+  int size, count, maxLength, position;
   uint32_t range;
   bool validate;
 };
@@ -111,7 +111,7 @@ std::string perform(rdr::InStream& in, Read& read) {
     case bounded:
       return std::to_string(in.readBoundedU32(read.range));
     case reposition:
-      in.reposition(in.checkpoint() + read.size);
+      in.reposition(read.position);
       return "";
     default:
       return "";
@@ -282,7 +282,16 @@ void check(rdr::InStream& in, fakes::ChunkedIn* chunked, const std::string& byte
     if (read.way == itemsOrCopy || read.way == items) read.size = std::max(read.size % 6, 1);
     if (read.way == items) read.size = std::min(read.size, bufSize);
     if (read.way == reposition && !in.isRewindable()) read.way = skip;
-    if (read.way == reposition) kept = at;
+    if (read.way == reposition) {
+      at = kept;
+      read.position = static_cast<int>(kept) + read.size;
+      if (read.size < 0) {
+        PLAT_ASSERT(fuzz::refusal([&] { in.reposition(read.position); }) ==
+                    ": Can't reposition before checkpoint");
+        in.rewind();
+        continue;
+      }
+    }
 
     if (read.way == checkpoint) {
       PLAT_ASSERT(in.checkpoint() == static_cast<int>(at));
@@ -296,7 +305,7 @@ void check(rdr::InStream& in, fakes::ChunkedIn* chunked, const std::string& byte
       rdr::MemOutStream copy;
       in.writeTo(copy);
       const std::string rest = fakes::bytesOf(copy);
-      PLAT_ASSERT(Expected(rest, {u32, 0, 0, 0, 0, false}).result ==
+      PLAT_ASSERT(Expected(rest, {u32, 0, 0, 0, 0, 0, false}).result ==
                   std::to_string(rest.size() - 4));
       PLAT_ASSERT(static_cast<int>(rest.size()) == in.nUnread() + 4);
       PLAT_ASSERT(bytes.compare(at, rest.size() - 4, rest, 4) == 0);

@@ -41,7 +41,6 @@ void FramedInStream::endMsg() {
   if (!atEnd()) throw FrameException("FramedInStream::endMsg: data left in msg");
   checkpoint();
   inMsg_ = false;
-  synchronise();
 }
 
 void FramedInStream::skipMsg() {

@@ -107,7 +107,7 @@ TEST(StringWriter, textOfAnyWidthIsWrittenOrRefused) {
   rdr::StringWriter(wide).appendf("%20000d", 1);
   wide.flush();
   EXPECT_EQ(wide.delivered, std::string(19999, ' ') + "1");
-  rdr::MemOutStream out(-1, 1000);
+  rdr::MemOutStream out(999, 1000);
   rdr::StringWriter writer(out);
   EXPECT_EQ(thrownBy([&] { writer.appendf("%1000d", 1); }), "OutStreamFull: OutStream full");
   // The C locale cannot express it: vsnprintf fails whatever the room.
