@@ -57,6 +57,7 @@ static void checkMadeName(fuzz::Input& input) {
 static PixelFormat readFormat(fuzz::Input& input) {
   std::string bytes = input.bytes(16);
   if (bytes.size() == 16 && input.flag()) {
+    if (input.flag()) bytes.replace(14, 2, 2, '\0');
     // As deep as it has bits.
     bytes[1] = 0;
     for (size_t i : {4, 5, 6, 7, 8, 9, 14, 15}) {
@@ -102,15 +103,19 @@ static uint64_t nearest(uint64_t value, uint64_t max, uint64_t newMax) {
 
 // A format that is valid or nearly so, held to its fields.
 static PixelFormat checkedFormat(fuzz::Input& input) {
-  const uint8_t bpp = input.number<uint8_t>(1, 9) * 4, depth = input.number<uint8_t>(0, 34);
-  const bool trueColour = input.number(0, 3) > 0, wholeBytes = input.flag();
+  const bool wholeBytes = input.flag();
+  const int bpp = wholeBytes ? 8 << input.number(0, 2) : 4 * input.number(1, 9);
+  const int depth = input.number(0, 34);
+  const bool trueColour = input.number(0, 3) > 0;
   bool isValid =
       bpp % 8 == 0 && bpp <= 32 && depth > 0 && depth <= bpp && (trueColour || depth <= 8);
   Channel channels[4];
+  bool isBytes = true;
   for (Channel& channel : channels) {
     channel = {input.number(0, 11), input.number<uint8_t>(0, 33)};
-    if (wholeBytes) channel = {channel.bits % 9, static_cast<uint8_t>(channel.shift / 8 * 8)};
+    if (wholeBytes) channel = {channel.bits % 9, static_cast<uint8_t>(channel.shift / 8 * 8 % bpp)};
     isValid &= !trueColour || channel.shift + channel.bits <= bpp;
+    isBytes &= channel.bits <= 8 && channel.shift % 8 == 0;
   }
   const auto& [r, g, b, a] = channels;
   const PixelFormat format(bpp, depth, false, trueColour, r.max(), g.max(), b.max(), r.shift,
@@ -135,7 +140,7 @@ static PixelFormat checkedFormat(fuzz::Input& input) {
   PixelFormat swapped = format;
   swapped.bigEndian = true;
   PixelFormat native = swapped;
-  PLAT_ASSERT(native.makeNativeEndian() == (bpp == 8 || format.hasByteChannels()));
+  PLAT_ASSERT(native.makeNativeEndian() == (bpp == 8 || isBytes));
   PLAT_ASSERT(native.isValid() && (native == swapped || native.isNativeEndian()));
   for (const PixelFormat& other : {swapped, native}) {
     if (bpp == 24) continue;
@@ -165,19 +170,21 @@ static void translate(const PixelFormat& from, const PixelFormat& to, bool perCh
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   fuzz::Input input(data, size);
-  const PixelFormat from = readFormat(input), to = readFormat(input);
-  const rfb::Colour colour{input.anyNumber<uint8_t>(), input.anyNumber<uint8_t>(),
-                           input.anyNumber<uint8_t>()};
-  const bool perChannel16 = input.flag();
-  const PixelFormat made = checkedFormat(input);
-  checkMadeName(input);
-  checkName(input.rest().c_str());
-  if (made.isValid() && to.isValid()) translate(made, to, perChannel16);
-  if (!from.isValid() || !to.isValid()) return 0;
-  rfb::Colour out;
-  from.rgbFromPixel(from.pixelFromRGB(colour, nullptr), &out, nullptr);
-  PixelFormat native = from;
-  PLAT_ASSERT(native.makeNativeEndian() ? native.isNativeEndian() : native == from);
-  translate(from, to, perChannel16);
+  switch (input.number(0, 3)) {
+    case 0:
+      checkMadeName(input);
+      break;
+    case 1: {
+      const PixelFormat from = checkedFormat(input), to = checkedFormat(input);
+      if (from.isValid() && to.isValid()) translate(from, to, input.flag());
+      break;
+    }
+    default: {
+      const PixelFormat from = readFormat(input), to = readFormat(input);
+      const bool perChannel16 = input.flag();
+      checkName(input.rest().c_str());
+      if (from.isValid() && to.isValid()) translate(from, to, perChannel16);
+    }
+  }
   return 0;
 }

@@ -125,14 +125,10 @@ bool Region::makeBroken() {
   return false;
 }
 
-// Makes room for n more boxes in an owned block.
+// Makes room for n more boxes in the list of a result, which begins empty.
 bool Region::grow(int n) {
   if (!ownsBlock()) {
-    int kept = numRects();
-    Block* block = allocate(static_cast<int64_t>(n) + kept);
-    if (kept == 1) block->boxes()[0] = extents_;
-    block->numRects = kept;
-    data = block;
+    data = allocate(n);
     return true;
   }
   int used = data->numRects;
