@@ -104,7 +104,7 @@ def test_page_file_tells_size_and_paper(job, stand_in):
               RasterPage(0, 536870911, resolution=(0, 1))]  # higher than can be told
     with job.listen():
         result = job.run("ZRLE", input=raster_stream(b"RaS3", *pages), env=stand_in)
-        assert result.status == 0, result.err
+        assert result.status == 0 and "unsupported" not in result.err, result.err
     for suffix, page in zip(page_suffixes(len(pages)), pages):
         paper = next(code for code, most in PAPERS.items() if all(map(le, page.page_size, most)))
         assert_page(job.path(suffix), page, paper)
