@@ -156,7 +156,8 @@ def test_endpoint_that_vanishes_is_made_again(job, serve, vanishing):
     assert_served(job, server)
 
 
-def test_private_folder_of_another_account_is_told(job, account, stranger):
+def test_private_folder_of_another_account_is_told(job, account, accounts):
+    stranger = accounts[1]
     folder = private_dir(account)
     with suppress(FileNotFoundError):
         shutil.rmtree(folder)
