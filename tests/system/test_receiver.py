@@ -13,7 +13,7 @@ from tempfile import TemporaryDirectory
 
 import pytest
 from pagefile import png_pixels
-from programs import RECEIVER, Process, eventually, limit, private_dir, run
+from programs import RECEIVER, SOURCE, Process, eventually, limit, private_dir, run
 from raster import random_page, raster_stream
 
 # 9 x 2 pixels, 0.8 x 0.2 mm.
@@ -475,6 +475,17 @@ def test_help_lists_the_parameters_in_the_language_asked_for(words, text):
     result = run([RECEIVER, *words])
     assert result.status == 0 and text in result.out
     assert max(map(len, result.out.splitlines())) < 80
+
+
+@pytest.mark.parametrize("words, hidden", [
+    (["-help"], {"LazyFlushTimeout", "MaxOutBufferSize"}), (["-help", "all"], set())])
+def test_manual_lists_the_parameters_with_their_defaults(words, hidden):
+    manual = dict(re.findall(r'^\.BR (\w+) " \(default: (.*?)\)"',
+                             (SOURCE / "packaging/man/qolt-receiver.1").read_text(), re.MULTILINE))
+    values = {"none": "", "the working directory": ".", "that of the environment": ""}
+    text = re.sub(r"\n {19,}", " ", run([RECEIVER, *words]).out)
+    assert dict(re.findall(r"^  (\w+) +- .* \(default=(.*)\)$", text, re.MULTILINE)) == {
+        name: values.get(value, value) for name, value in manual.items() if name not in hidden}
 
 
 @pytest.mark.parametrize("arguments, message", [
