@@ -25,6 +25,13 @@ Connection::~Connection() {
   if (io) io->shutdown(false, false);
 }
 
+void Connection::readNow() {
+  try {
+    if (timer.isRunning()) ioReadable(io);
+  } catch (const rdr::BlockException&) {
+  }
+}
+
 void Connection::ioReadable(io::Io*) {
   rdr::InStream& in = *io->in();
   try {

@@ -25,6 +25,9 @@ class Connection : private io::IoHandler, private plat::Timer::Callback, private
   Connection(int fd, int newTimeoutS, Owner* newOwner);
   ~Connection() override;
 
+  // Takes what has come, before the loop says that something has.
+  void readNow();
+
  private:
   void ioReadable(io::Io*) override;
   void ioShutdownComplete(io::Io*) override;

@@ -64,8 +64,10 @@ void Server::fdReadable() {
       int accepted = os::acceptSocket(fd);
       if (accepted < 0) return;
       Connection::Owner* owner = this;
-      auto connection = std::make_unique<Connection>(accepted, timeoutS, owner);
-      connections.emplace(connection.get(), std::move(connection));
+      connections.push_back(std::make_unique<Connection>(accepted, timeoutS, owner));
+      // A backend that has sent its message is followed by the next, whose connection may be
+      // here before the loop has told of the message.
+      for (const auto& connection : connections) connection->readNow();
       // The system hands out the lowest free descriptor.
       if (accepted >= maxFd) {
         log.info("%zu connections are open: no more for now", connections.size());
@@ -81,7 +83,7 @@ void Server::fdReadable() {
 }
 
 void Server::connectionEnded(Connection* connection) {
-  connections.erase(connection);
+  connections.remove_if([&](const auto& one) { return one.get() == connection; });
   // Its descriptor is closed when this call has returned.
   if (pauseTimer.isRunning()) pauseTimer.start(0);
 }

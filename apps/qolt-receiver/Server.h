@@ -1,7 +1,7 @@
 #pragma once
 
 #include <functional>
-#include <map>
+#include <list>
 #include <memory>
 
 #include "apps/qolt-receiver/Connection.h"
@@ -15,7 +15,8 @@ class FdManager;
 
 namespace receiver {
 
-// Listens at an endpoint of the account and serves its connections side by side. Near the
+// Listens at an endpoint of the account and serves its connections side by side; jobs are
+// announced in the order in which they came. Near the
 // limit on descriptors, connections wait in the listener's queue until others have ended. When
 // the endpoint's socket vanishes, since somebody has cleaned up, it is made again.
 // Belongs to a thread with a current io::FdManager, which outlives this.
@@ -48,8 +49,8 @@ class Server : private io::FdHandler,
   int timeoutS;
   JobAnnounced callback;
   int maxFd;  // of a connection; with a higher one the limit is near
-  std::map<Connection*, std::unique_ptr<Connection>> connections;
-  plat::Timer pauseTimer;  // runs while nothing is accepted
+  std::list<std::unique_ptr<Connection>> connections;  // in the order of their coming
+  plat::Timer pauseTimer;                              // runs while nothing is accepted
   plat::Timer watchTimer;
 };
 

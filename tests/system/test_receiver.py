@@ -11,6 +11,7 @@ from resource import RLIMIT_FSIZE, RLIMIT_NOFILE
 from signal import SIGINT, SIGKILL, SIGPIPE, SIGTERM
 from tempfile import TemporaryDirectory
 
+import faults
 import pytest
 from pagefile import png_pixels
 from programs import RECEIVER, SOURCE, Process, eventually, limit, private_dir, run
@@ -419,6 +420,23 @@ def test_jobs_announced_before_the_end_are_taken(job, server, output):
     result = server.wait()
     assert result.status == 0 and f"received {output}/t-199.png" in result.out
     assert job.files() == []
+
+
+# Descriptors of connections are in no order while files come and go on the other thread.
+def test_jobs_are_taken_in_the_order_in_which_they_came(new_job, job, server, folder):
+    if not faults.works():
+        pytest.skip("strace may not trace")
+    jobs = [new_job() for _ in range(30)]
+    for i, one in enumerate(jobs):
+        put(one, ".in", b"x")
+        put(one, ".ini", one.description("PS", ".in", title=f"{i:02}").encode())
+    delay = ["-e", "trace=accept4", "-e", "inject=accept4:delay_exit=3000"]
+    with faults.attached(server.child.pid, "-o", folder / "log", *delay):
+        send_pages(job, *[PAGE] * 300)
+        for one in jobs:
+            send(job, one.message)
+        server.wait_for("29-0.ps\n")
+    assert re.findall(r"/(\d\d)-0.ps", server.output()) == [f"{i:02}" for i in range(30)]
 
 
 def test_log_file_has_earlier_messages_and_the_days_that_it_keeps(job, serve, output):
