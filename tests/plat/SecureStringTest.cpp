@@ -39,7 +39,8 @@ TEST(SecureString, secretsAreWipedBeforeTheirMemoryIsReleased) {
     SecureString last(std::move(moved));
     last.replace(secureStrDup("secret"));
     last.replace(const_cast<char*>(last.get()));
-    last = std::move(*&last);
+    plat::SecureString& same = last;
+    last = std::move(same);
     EXPECT_TRUE(!secureStrCmp(last.get(), "secret") && !moved.get());
     EXPECT_TRUE(secureStrCmp(nullptr, "") < 0 && secureStrCmp("", nullptr) > 0);
     EXPECT_TRUE(!secureStrCmp(nullptr, nullptr) && !secureStrDup(nullptr));

@@ -103,7 +103,6 @@ class LogDestFile : public StartedLogDest {
   void startDay(const String& today, Ticks time) {
     mkDir(folder.get(), true);
     const String path = join(folder.get(), name.get());
-    file.close();
     if (fileExists(path.get())) {
       const String lastDay = dateOf(fileGetTime(path.get()));
       const String archive = String((std::string(path.get()) + "." + lastDay.get()).c_str());
