@@ -45,7 +45,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     buffer.resize(newSize);
     if (newSize > 0) model.back() = buffer.data()[newSize - 1] = input.anyNumber<short>();
     if (input.flag()) buffer = plat::MBuf<short>(buffer);
-    if (input.flag()) buffer = std::move(buffer);
+    plat::MBuf<short>& same = buffer;
+    if (input.flag()) buffer = std::move(same);
     PLAT_ASSERT(buffer.size() == newSize && !buffer.data() == model.empty());
     PLAT_ASSERT(buffer == plat::MBuf<short>(model.data(), newSize));
     if (newSize > 0) model[0]++;
