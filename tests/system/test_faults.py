@@ -1,6 +1,7 @@
 """Every step of a job fails, as docs/reliability.md has it, and nothing that it promises breaks."""
 
 import os
+import re
 from collections import namedtuple
 from contextlib import ExitStack
 from functools import cache
@@ -214,7 +215,9 @@ def test_every_step_that_fails_has_its_message_and_leaves_what_it_should(subject
         if not row.leftover:
             this.assert_delivered_or_failed(outcome, call, row.effect)
         this.assert_next_delivered()
-        message = f"`{this.plain(outcome.message)}`" if outcome.message else "none"
+        # C libraries differ in what they say of accounts that cannot be read.
+        plain = re.sub(r"(getpwuid\(UID\): ).*", r"\1...", this.plain(outcome.message))
+        message = f"`{plain}`" if outcome.message else "none"
         return [row.step, row.kind, row.shown(), message, outcome.status, left]
     reliability_table("faults", ["Step", "Job", "Fault", "Last line on standard error", "Status", "Left in /tmp"],
                       map(line, ROWS))
