@@ -61,12 +61,7 @@ void StringWriter::appendV(const char* format, va_list args) {
 void StringWriter::appendChars(unsigned codePoint, int count) {
   if (count < 1) return;
   char encoded[4];
-  int length = 1;
-  if (codePoint < 128) {
-    encoded[0] = static_cast<char>(codePoint);
-  } else {
-    length = plat::encodeUtf8Char(codePoint, encoded);
-  }
+  const int length = plat::encodeUtf8Char(codePoint, encoded);
   for (int i = 0; i < count; ++i) out.writeBytes(encoded, length);
   terminate();
 }

@@ -164,6 +164,14 @@ TEST_F(FileTest, permissionsCountForTheFileAndForALinkToIt) {
   }
 }
 
+TEST(FilePtr, openingClosesWhatWasOpen) {
+  FilePtr file;
+  file.open("/dev/zero", FileMode::read);
+  const int fd = fileno(file.get());
+  file.open("-", FileMode::read);
+  EXPECT_LT(fcntl(fd, F_GETFD), 0);
+}
+
 TEST(FilePtr, dashIsAStandardStreamThatStaysOpen) {
   FilePtr file(nullptr, true);
   testing::internal::CaptureStdout();
