@@ -25,6 +25,12 @@ int bitsOfGreys(const std::vector<uint32_t>& colours) {
   return 8;
 }
 
+constexpr uint32_t blockSize = 64;  // pixels that are looked at together
+
+bool areAlike(const uint32_t* block) {
+  return memcmp(block, block + 1, (blockSize - 1) * sizeof *block) == 0;
+}
+
 // The sample of each of at most 256 colours.
 class ColourTable {
  public:
@@ -88,38 +94,56 @@ class PagePacker {
 
   // Has every colour of the row in the table, and as many bits as they need.
   void learn(const uint32_t* pixels) {
-    constexpr uint32_t blockSize = 64;
-    for (uint32_t x = 0; x < width; x += blockSize) {
-      const uint32_t count = std::min(width - x, blockSize);
-      // Most pixels have one of the first two colours, which takes no branch.
-      uint32_t others = 0;
-      for (uint32_t i = 0; i < count; i++) {
-        others |= static_cast<uint32_t>(pixels[x + i] != first) & (pixels[x + i] != second);
+    uint32_t x = 0;
+    for (; width - x >= blockSize; x += blockSize) {
+      // Most pixels are like their neighbours, and else of the first two colours.
+      const uint32_t count = areAlike(pixels + x) ? 1 : blockSize;
+      bool others = false;
+      for (uint32_t i = x; i < x + count; i++) {
+        others |= (pixels[i] != first) & (pixels[i] != second);
       }
-      for (uint32_t i = 0; others && i < count; i++) {
-        hasGivenUp = hasGivenUp || table.sampleOf(pixels[x + i]) < 0;
-      }
-      if (others) setFirstTwo();
+      if (others) learn(pixels + x, count);
     }
+    learn(pixels + x, width - x);
     while (table.colours().size() > mask() + 1u) widen();
   }
 
+  void learn(const uint32_t* pixels, uint32_t count) {
+    for (uint32_t i = 0; i < count && !hasGivenUp; i++) hasGivenUp = table.sampleOf(pixels[i]) < 0;
+    setFirstTwo();
+  }
+
   void setFirstTwo() {
+    if (table.colours().empty()) return;
     first = table.colours().front();
     second = table.colours()[table.colours().size() > 1];
   }
 
   void packTwoColours(const uint32_t* pixels) {
-    for (uint32_t x = 0; x < width; x += 8) {
-      const uint32_t count = std::min<uint32_t>(width - x, 8);
+    uint8_t* out = addRowBytes();
+    uint32_t x = 0;
+    for (; width - x >= blockSize; x += blockSize, out += blockSize / 8) {
+      if (areAlike(pixels + x)) {
+        memset(out, pixels[x] == first ? 0 : 0xff, blockSize / 8);
+      } else {
+        packTwoColours(pixels + x, blockSize, out);
+      }
+    }
+    packTwoColours(pixels + x, width - x, out);
+  }
+
+  void packTwoColours(const uint32_t* pixels, uint32_t count, uint8_t* out) {
+    for (uint32_t x = 0; x < count; x += 8) {
+      const uint32_t some = std::min<uint32_t>(count - x, 8);
       unsigned byte = 0;
-      for (uint32_t i = 0; i < count; i++) byte = byte << 1 | (pixels[x + i] != first);
-      rows.push_back(static_cast<uint8_t>(byte << (8 - count)));
+      for (uint32_t i = 0; i < some; i++) byte = byte << 1 | (pixels[x + i] != first);
+      *out++ = static_cast<uint8_t>(byte << (8 - some));
     }
   }
 
   void pack(const uint32_t* pixels) {
     const uint32_t perByte = 8u / static_cast<unsigned>(bits);
+    uint8_t* out = addRowBytes();
     uint32_t last = first;
     unsigned sample = 0;  // of that
     for (uint32_t x = 0; x < width; x += perByte) {
@@ -131,8 +155,13 @@ class PagePacker {
         }
         byte = byte << bits | (i < width ? sample : 0);
       }
-      rows.push_back(static_cast<uint8_t>(byte));
+      *out++ = static_cast<uint8_t>(byte);
     }
+  }
+
+  uint8_t* addRowBytes() {
+    rows.resize(rows.size() + rowBytes());
+    return rows.data() + rows.size() - rowBytes();
   }
 
   // Twice as many bits a sample, in the rows so far too.

@@ -72,13 +72,19 @@ void TileReader::readRaw(int count) {
 void TileReader::readPacked() {
   const int bits = paletteSize == 2 ? 1 : paletteSize <= 4 ? 2 : 4;
   const int mask = (1 << bits) - 1;
+  const int rowBytes = (at.width * bits + 7) / 8;
+  // Then only the end of a row can be bad, so that the place of a fault is known all the same.
+  const bool hasEveryColour = paletteSize == mask + 1;
+  uint8_t row[tileSize / 2];
   uint32_t* pixel = tile;
   for (int y = 0; y < at.height; y++) {
+    if (hasEveryColour) in.read(row, rowBytes);
+    const uint8_t* next = row;
     int byte = 0;
     int bitsLeft = 0;
     for (int x = 0; x < at.width; x++) {
       if (bitsLeft == 0) {
-        byte = in.readByte();
+        byte = hasEveryColour ? *next++ : in.readByte();
         bitsLeft = 8;
       }
       bitsLeft -= bits;
