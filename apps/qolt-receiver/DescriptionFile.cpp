@@ -6,6 +6,8 @@ namespace receiver {
 
 namespace {
 
+constexpr int maxSize = 1 << 20;  // bytes
+
 // Cuts the last line off, and its line feed. What stands behind the title is the backend's own.
 std::string_view takeLastLine(std::string_view& text) {
   if (text.empty() || text.back() != '\n') throw plat::Exception("bad description: cut off");
@@ -60,6 +62,11 @@ DescriptionFile DescriptionFile::parse(std::string_view text) {
     throw plat::ExceptionFmt("unknown document format \"%s\"", format.c_str());
   }
   return result;
+}
+
+DescriptionFile DescriptionFile::read(plat::FilePtr& file) {
+  const plat::MBuf<unsigned char> text = file.readAll(maxSize);
+  return parse({reinterpret_cast<const char*>(text.data()), static_cast<size_t>(text.size())});
 }
 
 }  // namespace receiver

@@ -5,10 +5,10 @@
 #include <vector>
 
 #include "apps/common/jobFormat.h"
+#include "base/plat/FilePtr.h"
 
 namespace receiver {
 
-constexpr int maxDescriptionSize = 1 << 20;  // bytes
 constexpr size_t maxDocuments = 10000;
 
 // What the backend tells about a job.
@@ -23,6 +23,8 @@ struct DescriptionFile {
 
   // Throws plat::Exception.
   static DescriptionFile parse(std::string_view text);
+  // Of a whole file. Likewise; what the system says is a plat::SystemException.
+  static DescriptionFile read(plat::FilePtr& file);
 };
 
 }  // namespace receiver

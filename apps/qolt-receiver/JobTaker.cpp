@@ -46,9 +46,7 @@ plat::FilePtr openDescription(const char* path) {
 
 DescriptionFile parse(plat::FilePtr& file) {
   try {
-    plat::MBuf<unsigned char> text = file.readAll(maxDescriptionSize);
-    return DescriptionFile::parse(
-        {reinterpret_cast<const char*>(text.data()), static_cast<size_t>(text.size())});
+    return DescriptionFile::read(file);
   } catch (const plat::SystemException&) {
     throw;
   } catch (const plat::Exception& problem) {

@@ -13,6 +13,7 @@
 #include "apps/qolt-receiver/DescriptionFile.h"
 #include "apps/qolt-receiver/openJobFile.h"
 #include "base/plat/Exception.h"
+#include "base/plat/FilePtr.h"
 #include "base/plat/LogSrc.h"
 #include "base/plat/file.h"
 
@@ -63,9 +64,8 @@ void removeOrphans(int maxAgeHours) {
   for (const auto& [time, path] : descriptions()) {
     prefixes.insert(std::string(path.get(), static_cast<size_t>(path.length()) - 4));
     try {
-      const plat::MBuf<unsigned char> text = openJobFile(path.get()).readAll(maxDescriptionSize);
-      const DescriptionFile job = DescriptionFile::parse(
-          {reinterpret_cast<const char*>(text.data()), static_cast<size_t>(text.size())});
+      plat::FilePtr file = openJobFile(path.get());
+      const DescriptionFile job = DescriptionFile::read(file);
       wanted.insert(job.documents.begin(), job.documents.end());
     } catch (const plat::Exception&) {
       // Its own files stay, as it does.
