@@ -105,7 +105,7 @@ class PagePacker {
       if (others) learn(pixels + x, count);
     }
     learn(pixels + x, width - x);
-    while (table.colours().size() > mask() + 1u) widen();
+    while (!hasGivenUp && table.colours().size() > mask() + 1u) widen();
   }
 
   void learn(const uint32_t* pixels, uint32_t count) {
@@ -166,6 +166,8 @@ class PagePacker {
 
   // Twice as many bits a sample, in the rows so far too.
   void widen() {
+    hasGivenUp = rows.size() > PackedPage::maxBytes / 2;
+    if (hasGivenUp) return;
     const size_t oldRowBytes = rowBytes();
     const std::vector<uint8_t> old = std::move(rows);
     const int oldBits = bits;

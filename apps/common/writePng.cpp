@@ -39,6 +39,8 @@ void writePng(FILE* pageFile, const char* name, FILE* out) {
     pagefile::PageFileReader page(in);
     const PackedPage packed = packPage(page);
     writePng(page.header(), packed, pageFile, out);
+  } catch (const plat::SystemException&) {
+    throw;
   } catch (const plat::Exception& problem) {
     throw plat::ExceptionFmt("%s: %s", plat::baseName(name).get(), problem.message);
   }

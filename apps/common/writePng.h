@@ -13,8 +13,8 @@ namespace png {
 void writePng(const pagefile::PageHeader& header, const PackedPage& page, FILE* pageFile,
               FILE* out);
 
-// The same for a page file, from its start. Every failure is a plat::Exception whose message
-// begins with the last component of the name, as in "page-0.zrle: byte 20: ...".
+// The same for a page file, from its start. What is wrong with the page is a plat::Exception whose
+// message begins with the last component of the name, as in "page-0.zrle: byte 20: ...".
 void writePng(FILE* pageFile, const char* name, FILE* out);
 
 }  // namespace png

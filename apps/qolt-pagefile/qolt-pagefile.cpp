@@ -99,7 +99,12 @@ void show(const Options& options, size_t index) {
   printHeader(page.header());
   png::PackedPage packed;
   try {
-    packed = png::packPage(page);
+    if (options.png) {
+      packed = png::packPage(page);
+    } else {
+      while (page.nextBand()) {
+      }
+    }
   } catch (const plat::Exception&) {
     printCounts(page.counts());
     throw;

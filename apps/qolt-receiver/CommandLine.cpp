@@ -31,15 +31,6 @@ std::string valueOf(char placeholder, const Document& document) {
   }
 }
 
-void checkPlaceholders(const std::string& word) {
-  for (size_t at = word.find('%'); at != word.npos; at = word.find('%', at + 2)) {
-    if (at + 1 == word.size() || !strchr(placeholders, word[at + 1])) {
-      throw plat::ExceptionFmt("Command: unknown \"%s\"; a percent sign is \"%%%%\"",
-                               word.substr(at, 2).c_str());
-    }
-  }
-}
-
 }  // namespace
 
 CommandLine::CommandLine(const std::string& text) {
@@ -70,13 +61,14 @@ CommandLine::CommandLine(const std::string& text) {
   for (size_t i = 1; i < words.size(); i++) checkPlaceholders(words[i]);
 }
 
-bool CommandLine::hasFile() const {
-  for (size_t i = 1; i < words.size(); i++) {
-    for (size_t at = words[i].find('%'); at != std::string::npos; at = words[i].find('%', at + 2)) {
-      if (words[i][at + 1] == 'f') return true;
+void CommandLine::checkPlaceholders(const std::string& word) {
+  for (size_t at = word.find('%'); at != word.npos; at = word.find('%', at + 2)) {
+    if (at + 1 == word.size() || !strchr(placeholders, word[at + 1])) {
+      throw plat::ExceptionFmt("Command: unknown \"%s\"; a percent sign is \"%%%%\"",
+                               word.substr(at, 2).c_str());
     }
+    hasFile_ = hasFile_ || word[at + 1] == 'f';
   }
-  return false;
 }
 
 std::vector<std::string> CommandLine::wordsFor(const Document& document) const {

@@ -23,10 +23,13 @@ class CommandLine {
   bool isEmpty() const { return words.empty(); }
   // As it was written: nothing is put in its place. Precondition, here and below: not empty.
   const std::string& program() const { return words.front(); }
-  bool hasFile() const;
+  bool hasFile() const { return hasFile_; }  // "%f"
   std::vector<std::string> wordsFor(const Document& document) const;
 
  private:
+  void checkPlaceholders(const std::string& word);
+
+  bool hasFile_ = false;
   std::vector<std::string> words;  // without quotes; "%" and a letter is still to be replaced
 };
 

@@ -37,10 +37,10 @@ plat::FilePtr openDescription(const char* path) {
   try {
     return openJobFile(path);
   } catch (const plat::SystemException& problem) {
-    if (problem.err == ENOENT) throw JobRefused(problem.message);
+    if (problem.err == ENOENT) throw JobRefused(problem.message, true);
     throw;
   } catch (const plat::Exception& problem) {
-    throw JobRefused(problem.message);
+    throw JobRefused(problem.message, false);
   }
 }
 
@@ -50,7 +50,7 @@ DescriptionFile parse(plat::FilePtr& file) {
   } catch (const plat::SystemException&) {
     throw;
   } catch (const plat::Exception& problem) {
-    throw JobRefused(problem.message);
+    throw JobRefused(problem.message, false);
   }
 }
 
@@ -93,16 +93,16 @@ std::vector<Document> JobTaker::take(const char* descriptionPath) {
 
   const DescriptionFile job = parse(file);
   const std::string jobId = job::idOf(descriptionPath).get();
-  TakenJob taken = writeParts(job, jobId);
-  taken.description = descriptionPath;
-  taken.identity = identity;
-  const size_t count = taken.parts.size();
+  TakenJob taken{descriptionPath, identity, {}};
   long long bytes = 0;
-  for (const TakenJob::Part& part : taken.parts) {
-    bytes += plat::fileGetSize(output.pathOf(part.name).c_str());
-  }
   TakenJob* added;
   try {
+    writeParts(taken, job, jobId);
+    for (const TakenJob::Part& part : taken.parts) {
+      bytes += plat::fileGetSize(output.pathOf(part.name).c_str());
+    }
+    // A part that is missing counts as one that has got its name.
+    output.sync();
     added = &journal->add(taken);
   } catch (...) {
     for (const TakenJob::Part& part : taken.parts) output.removePart(part.name);
@@ -110,7 +110,7 @@ std::vector<Document> JobTaker::take(const char* descriptionPath) {
   }
   std::vector<Document> documents = finish(*added);
   log.info("job %s \"%s\" of %s: %zu documents, %lld bytes, %d ms", jobId.c_str(),
-           job.title.c_str(), job.queue.c_str(), count, bytes,
+           job.title.c_str(), job.queue.c_str(), taken.parts.size(), bytes,
            static_cast<int>((plat::monotonicNow() - start) / plat::ticksPerMs));
   return documents;
 }
@@ -131,23 +131,16 @@ std::vector<Document> JobTaker::finish(TakenJob& job) {
   return journal->finish(job);
 }
 
-TakenJob JobTaker::writeParts(const DescriptionFile& job, const std::string& jobId) {
-  TakenJob taken;
-  try {
-    const bool hasPages = job.format->kind == job::DocumentKind::pages;
-    if (job.documents.empty()) {
-      log.error("warning: job %s has no pages", jobId.c_str());
-    } else if (!hasPages || !joinPages || !addJoined(taken, job)) {
-      for (size_t i = 0; i < job.documents.size(); i++) {
-        hasPages ? addPage(taken, job, i) : addDocument(taken, job, i);
-      }
+void JobTaker::writeParts(TakenJob& taken, const DescriptionFile& job, const std::string& jobId) {
+  const bool hasPages = job.format->kind == job::DocumentKind::pages;
+  if (job.documents.empty()) {
+    log.error("warning: job %s has no pages", jobId.c_str());
+  } else if (!hasPages || !joinPages || !addJoined(taken, job)) {
+    for (size_t i = 0; i < job.documents.size(); i++) {
+      hasPages ? addPage(taken, job, i) : addDocument(taken, job, i);
     }
-  } catch (...) {
-    for (const TakenJob::Part& part : taken.parts) output.removePart(part.name);
-    throw;
   }
   for (TakenJob::Part& part : taken.parts) part.document.jobId = jobId;
-  return taken;
 }
 
 template <class Write>
@@ -168,6 +161,8 @@ void JobTaker::addPage(TakenJob& taken, const DescriptionFile& job, size_t index
     addPart(taken, job, index, "png", true,
             [&](FILE* picture) { png::writePng(page.get(), path, picture); });
     return;
+  } catch (const plat::SystemException&) {
+    throw;
   } catch (const plat::Exception& problem) {
     log.error("%s", problem.message);
   }
@@ -194,6 +189,8 @@ bool JobTaker::addJoined(TakenJob& taken, const DescriptionFile& job) {
   try {
     addPart(taken, job, 0, "pdf", true,
             [&](FILE* document) { joinPages(job.documents, job.title, document); });
+  } catch (const plat::SystemException&) {
+    throw;
   } catch (const plat::Exception& problem) {
     log.error("pages not joined: %s", problem.message);
     return false;

@@ -15,16 +15,20 @@ struct DescriptionFile;
 // There is no such job, or it never can be taken over.
 class JobRefused : public plat::Exception {
  public:
-  explicit JobRefused(const char* text) : Exception(text, "JobRefused") {}
+  JobRefused(const char* text, bool newIsGone) : Exception(text, "JobRefused"), isGone(newIsGone) {}
+
+  bool isGone;  // there is no description file
 };
 
 // Takes the documents of a job over into the output folder: PDF and PostScript as they are,
 // but PDF documents behind each other as one file each; pages as PNG pictures or, when they
 // are to be joined, as one PDF document. A page that is no picture, or a broken one, is
-// taken as the file that it is. A job is taken as a whole, once, or not at all.
+// taken as the file that it is; a failure of the system is none of the page. A job is taken as a
+// whole, once, or not at all.
 class JobTaker {
  public:
-  // Writes page files as one document; throws plat::Exception when a page is broken or empty.
+  // Writes page files as one document; throws plat::Exception when a page is broken or empty,
+  // plat::SystemException for a failure of the system.
   using JoinPages = void (*)(const std::vector<std::string>& pages, const std::string& title,
                              FILE* document);
 
@@ -42,7 +46,7 @@ class JobTaker {
   void removeParts() { output.removeParts(); }
 
  private:
-  TakenJob writeParts(const DescriptionFile& job, const std::string& jobId);
+  void writeParts(TakenJob& taken, const DescriptionFile& job, const std::string& jobId);
   void addPage(TakenJob& taken, const DescriptionFile& job, size_t index);
   void addDocument(TakenJob& taken, const DescriptionFile& job, size_t index);
   bool addJoined(TakenJob& taken, const DescriptionFile& job);

@@ -57,21 +57,27 @@ void JobWorker::run(const std::vector<TakenJob*>& begun) {
   for (Job job; nextJob(&job);) take(job);
 }
 
-// Throws nothing; what fails is tried again as long as its description file is there.
+// What fails is tried again as long as its description file is there.
+template <class Action>
+void JobWorker::attempt(const plat::String& description, Action action) {
+  try {
+    return action();
+  } catch (const plat::Exception& problem) {
+    log.error("%s", problem.message);
+  } catch (const std::exception& problem) {
+    log.error("%s: %s", description.get(), problem.what());
+  }
+  Lock lock(mutex);
+  failed.push_back({description, false});
+}
+
 void JobWorker::finishBegun(const std::vector<TakenJob*>& begun) {
-  bool isAll = true;
   for (TakenJob* job : begun) {
-    try {
-      tell(taker.finish(*job));
-    } catch (const plat::Exception& problem) {
-      log.error("%s", problem.message);
-      isAll = false;
-      Lock lock(mutex);
-      failed.push_back({plat::String(job->description.c_str()), false});
-    }
+    attempt(plat::String(job->description.c_str()), [&] { tell(taker.finish(*job)); });
   }
   try {
-    if (isAll) taker.removeParts();
+    Lock lock(mutex);
+    if (failed.empty()) taker.removeParts();
   } catch (const plat::Exception& problem) {
     log.error("%s", problem.message);
   }
@@ -106,22 +112,17 @@ bool JobWorker::nextJob(Job* job) {
 }
 
 void JobWorker::take(const Job& job) {
-  try {
-    tell(taker.take(job.description.get()));
-    Lock lock(mutex);
-    pauseS = minPauseS;
-    return;
-  } catch (const JobRefused& problem) {
-    // Of what was found and not announced, its backend may have taken it away.
-    log.log(job.isAnnounced ? plat::logError : plat::logInfo, "%s", problem.message);
-    return;
-  } catch (const plat::Exception& problem) {
-    log.error("%s", problem.message);
-  } catch (const std::exception& problem) {
-    log.error("%s: %s", job.description.get(), problem.what());
-  }
-  Lock lock(mutex);
-  failed.push_back({job.description, false});
+  attempt(job.description, [&] {
+    try {
+      tell(taker.take(job.description.get()));
+      Lock lock(mutex);
+      pauseS = minPauseS;
+    } catch (const JobRefused& problem) {
+      // What was found and not announced may have been taken away by its backend.
+      const bool isNothing = problem.isGone && !job.isAnnounced;
+      log.log(isNothing ? plat::logInfo : plat::logError, "%s", problem.message);
+    }
+  });
 }
 
 void JobWorker::tell(const std::vector<Document>& documents) {

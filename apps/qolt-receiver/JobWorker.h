@@ -46,6 +46,8 @@ class JobWorker : private io::FdKickerCallback, private plat::NonCopyable {
   void finishBegun(const std::vector<TakenJob*>& begun);
   void findLeft();
   bool nextJob(Job* job);
+  template <class Action>
+  void attempt(const plat::String& description, Action action);
   void take(const Job& job);
   void tell(const std::vector<Document>& documents);
   void tellStored();

@@ -22,6 +22,8 @@ static const plat::LogSrc::Listed listed(log);
 
 namespace {
 
+constexpr off_t maxSize = off_t{1} << 28;  // bytes; of more commands than anybody waits for
+
 std::string encoded(const std::string& text) {
   return plat::percentEncode(text.c_str(), false).orEmpty();
 }
@@ -128,6 +130,7 @@ Journal::Journal(const std::string& newPath)
   struct stat status;
   if (fstat(file.get(), &status) < 0)
     throw plat::SystemExceptionFmt("fstat(%s)", errno, path.c_str());
+  if (status.st_size > maxSize) throw plat::ExceptionFmt("%s is too long", path.c_str());
   std::string text(static_cast<size_t>(status.st_size), '\0');
   plat::readFully(file.get(), text.data(), text.size());
   taken = parseJournal(text);

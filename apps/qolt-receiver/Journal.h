@@ -42,7 +42,7 @@ std::string journalLines(const TakenJob& job);
 // is run for every document, whatever becomes of the process. From any thread.
 class Journal : private plat::NonCopyable {
  public:
-  // Reads what an earlier process has left. Throws plat::SystemException.
+  // Reads what an earlier process has left. Throws plat::Exception.
   explicit Journal(const std::string& newPath);
   // Removes a file in which nothing is left.
   ~Journal();

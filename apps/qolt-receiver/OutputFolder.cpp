@@ -67,7 +67,9 @@ std::string OutputFolder::addPart(const std::function<void(FILE*)>& write) {
   writeNewFile(std::move(fd), folder.get(), name.c_str(), [&](FILE* file) {
     write(file);
     // Libraries flush, too, and may pass over what that says.
-    if (ferror(file)) throw plat::ExceptionFmt("%s: not written whole", pathOf(name).c_str());
+    if (ferror(file)) {
+      throw plat::SystemExceptionFmt("%s: not written whole", EIO, pathOf(name).c_str());
+    }
     if (fflush(file) != 0 || fsync(fileno(file)) < 0) {
       throw plat::SystemExceptionFmt("write(%s)", errno, pathOf(name).c_str());
     }

@@ -1,11 +1,13 @@
 #include "apps/qolt-receiver/joinPages.h"
 
 #include <memory>
+#include <new>
 #include <qpdf/Pl_Flate.hh>
 #include <qpdf/QPDF.hh>
 #include <qpdf/QPDFObjectHandle.hh>
 #include <qpdf/QPDFPageDocumentHelper.hh>
 #include <qpdf/QPDFPageObjectHelper.hh>
+#include <qpdf/QPDFSystemError.hh>
 #include <qpdf/QPDFWriter.hh>
 
 #include "apps/common/PackedPage.h"
@@ -50,6 +52,8 @@ class PagePicture : public QPDFObjectHandle::StreamDataProvider {
         const png::PackedPage packed = png::packPage(open.page);
         pipeline->write(packed.rows.data(), packed.rows.size());
       }
+    } catch (const plat::SystemException&) {
+      throw;
     } catch (const plat::Exception& problem) {
       throw plat::ExceptionFmt("%s: %s", plat::baseName(path.c_str()).get(), problem.message);
     }
@@ -103,6 +107,8 @@ QPDFObjectHandle makePage(QPDF& pdf, const std::string& path, size_t number, siz
       throw plat::Exception("an empty page has no picture");
     }
     form = png::packPage(open.page).form;
+  } catch (const plat::SystemException&) {
+    throw;
   } catch (const plat::Exception& problem) {
     throw plat::ExceptionFmt("%s: %s", plat::baseName(path.c_str()).get(), problem.message);
   }
@@ -146,6 +152,10 @@ void joinPages(const std::vector<std::string>& pages, const std::string& title, 
     Pl_Flate::setCompressionLevel(png::compressionLevel);
     QPDFWriter writer(pdf, "document", document, false);
     writer.write();
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (const QPDFSystemError& problem) {
+    throw plat::SystemException("writing the PDF document", problem.getErrno());
   } catch (const std::exception& problem) {
     throw plat::ExceptionFmt("writing the PDF document: %s", problem.what());
   }

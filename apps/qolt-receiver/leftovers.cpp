@@ -1,10 +1,8 @@
 #include "apps/qolt-receiver/leftovers.h"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <ctime>
 #include <set>
 #include <string>
 #include <utility>
@@ -62,7 +60,7 @@ std::vector<LeftJob> leftJobs() {
 void removeOrphans(int maxAgeHours) {
   std::set<std::string> wanted, prefixes;
   for (const auto& [time, path] : descriptions()) {
-    prefixes.insert(std::string(path.get(), static_cast<size_t>(path.length()) - 4));
+    prefixes.insert(job::prefixOf(job::idOf(path.get()).get()).get());
     try {
       plat::FilePtr file = openJobFile(path.get());
       const DescriptionFile job = DescriptionFile::read(file);

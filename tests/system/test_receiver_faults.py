@@ -17,7 +17,7 @@ CUT = PAGE[:40]
 # Of each kind the format and the job files, and with each what can become of it.
 KINDS = {"document": ("PDF", {".in": (ONE, [[ONE]])}),
          "documents": ("PDF", {".in": (ONE + TWO, [[ONE, TWO]])}),
-         "pages": ("ZRLE", {"-0.zrle": (PAGE, [[(9, 2, PIXELS)], [PAGE]]),
+         "pages": ("ZRLE", {"-0.zrle": (PAGE, [[(9, 2, PIXELS)]]),
                             "-1.zrle": (CUT, [[CUT]])})}
 
 

@@ -66,15 +66,17 @@ def test_documents_that_belong_to_no_job_are_removed_when_they_are_old(new_job, 
     assert named.files() == ["-3.zrle", ".ini"]
 
 
-def test_job_that_cannot_be_stored_stays_until_it_can(job, serve, output, real_library):
-    server = serve("--takeover=yes", "-Join", before=limit(RLIMIT_FSIZE, 4000))
+@pytest.mark.parametrize("parameter, problem", [
+    ("--join=yes", "not written whole: "),  # which the PDF library passes over
+    ("--join=no", "writing the PNG file: File too large (27)\n")])
+def test_job_that_cannot_be_stored_stays_until_it_can(
+        job, serve, output, real_library, parameter, problem):
+    server = serve("--takeover=yes", parameter, before=limit(RLIMIT_FSIZE, 4000))
     page = random_page(60, 40)
     assert job.run("ZRLE", input=raster_stream(b"RaS3", page)).status == 0
-    # Which the PDF library passes over.
-    server.wait_for("pages not joined: ")
-    server.wait_for("not written whole\n")
+    server.wait_for(problem)
     # Once more, with nobody to announce it.
-    assert eventually(lambda: server.errors().count("pages not joined: ") >= 2)
+    assert eventually(lambda: server.errors().count(problem) >= 2)
     assert contents(output) == {} and job.files() == ["-0.zrle", ".ini"]
     server.signal(SIGTERM)
     server.wait()
