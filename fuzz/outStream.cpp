@@ -144,6 +144,14 @@ class Writer {
         if (out == &memory) change(value);
         if (gathering) {
           const int kept = out->innermost()->length();
+          if (value & 1) {
+            const int piece = static_cast<int>(value >> 1 & 63);
+            gathering->passOn(piece);
+            PLAT_ASSERT(out->innermost()->length() ==
+                        std::min(kept + piece, static_cast<int>(expected.size())));
+            check();
+            return;
+          }
           lost += static_cast<int>(expected.size()) - kept;
           expected.resize(static_cast<size_t>(kept));
           gathering->drop();
@@ -278,6 +286,10 @@ class Writer {
     }
     if (chain)
       PLAT_ASSERT(out->freeSpace() == out->innermost()->freeSpace() / (filter == 1 ? 1 : 2));
+    if (gathering) {
+      PLAT_ASSERT(gathering->isEmpty() ==
+                  (out->innermost()->length() == static_cast<int>(expected.size())));
+    }
     if (limited) PLAT_ASSERT(out->nFree() <= out->freeSpace());
     PLAT_ASSERT(choked.freeSpace() + choked.pendingBytes() == chokedMost);
     PLAT_ASSERT(static_cast<int>(choked.delivered.size()) + choked.pendingBytes() ==

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstdio>
+#include <utility>
 
 #include "apps/cups-qolt/RasterStreams.h"
 #include "base/plat/Assertion.h"
@@ -13,6 +14,8 @@ namespace cupsraster {
 namespace {
 
 constexpr size_t bytesPerPixel = 3;
+// Read at once, or one line: a part of what a pipe holds.
+constexpr unsigned pieceBytes = 65536;
 
 // Red, green and blue in the order of the bytes.
 rfb::PixelFormat rasterFormat() {
@@ -40,7 +43,12 @@ void checkSize(const cups_page_header_t& header, unsigned bandRows) {
 CupsPixelBuffer::CupsPixelBuffer(RasterStreams* newStreams, unsigned newBandRows)
     : streams(newStreams), bandRows(newBandRows) {}
 
+void CupsPixelBuffer::setIdleWork(std::function<bool()> work) {
+  streams->setIdleWork(std::move(work));
+}
+
 bool CupsPixelBuffer::nextPage() {
+  setIdleWork(nullptr);
   if (state == State::ended) return false;
   skipRows(header.cupsHeight);
   state = State::ended;
@@ -74,12 +82,11 @@ void CupsPixelBuffer::makeRoom(size_t bytes) {
 
 void CupsPixelBuffer::skipRows(unsigned endRow) {
   // Also of a page that was not taken, whose size is not checked.
-  constexpr unsigned maxPiece = 65536;
-  makeRoom(std::min(header.cupsBytesPerLine, maxPiece));
+  makeRoom(std::min(header.cupsBytesPerLine, pieceBytes));
   for (; rowsRead < endRow; ++rowsRead) {
     unsigned piece, count;
     for (unsigned left = header.cupsBytesPerLine; left > 0; left -= piece) {
-      piece = std::min(left, maxPiece);
+      piece = std::min(left, pieceBytes);
       count = streams->readPixels(rows.get(), piece);
       // Where nothing comes, nothing will: a damaged header may promise 500 million rows.
       if (count == 0) {
@@ -104,17 +111,20 @@ const uint8_t* CupsPixelBuffer::getPixelsR(const rfb::Rect& r, int* stride) {
   PLAT_ASSERT_THROW(r.tl.y >= cacheRect.br.y);
   cacheRect = {0, r.tl.y, 0, r.tl.y};  // nothing, until all rows are there
   size_t count = static_cast<size_t>(r.br.y - r.tl.y);
-  // The last line brings its padding along; that of any other is overwritten by the next.
+  // The last line brings its padding along; that of any other is overwritten by the next, so
+  // such lines come one by one.
+  const size_t atOnce = header.cupsBytesPerLine == rowBytes ? pieceBytes / rowBytes : 1;
   makeRoom(rowBytes * count + (header.cupsBytesPerLine - rowBytes));
   skipRows(static_cast<unsigned>(r.tl.y));
-  for (size_t i = 0; i < count; ++i) {
+  for (size_t i = 0, lines; i < count; i += lines) {
+    lines = std::clamp<size_t>(atOnce, 1, count - i);
+    const auto bytes = static_cast<unsigned>(lines * header.cupsBytesPerLine);
     if (state == State::brokenPage ||
-        streams->readPixels(rows.get() + i * rowBytes, header.cupsBytesPerLine) <
-            header.cupsBytesPerLine) {
+        streams->readPixels(rows.get() + i * rowBytes, bytes) < bytes) {
       state = State::brokenPage;
       throw plat::Exception("Unexpected end of CUPS page data");
     }
-    ++rowsRead;
+    rowsRead += static_cast<unsigned>(lines);
   }
   cacheRect = {0, r.tl.y, rect.br.x, r.br.y};
   return rows.get() + leftBytes;

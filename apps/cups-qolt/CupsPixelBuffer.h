@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 
 #include "apps/cups-qolt/CupsRasterApi.h"
@@ -24,6 +25,9 @@ class CupsPixelBuffer : public rfb::PixelBuffer {
   // whose size cannot be right, or is beyond all use, throws plat::ExceptionFmt "Invalid
   // CUPS page size: ...", and there are no more then.
   bool nextPage();
+  // Until nextPage(): what is done, in small steps, while rows that are asked for have not come.
+  // Returns whether there was something to do.
+  void setIdleWork(std::function<bool()> work);
   // Of the page that nextPage() went to.
   const cups_page_header_t& getHeader() const { return header; }
 

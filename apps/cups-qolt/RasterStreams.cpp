@@ -2,10 +2,12 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -74,6 +76,12 @@ std::string peek(int fd) {
   return position < 0 ? peekPipe(fd) : peekFile(fd, position);
 }
 
+// Where it cannot be known, all that is asked for.
+bool isThere(int fd, unsigned length) {
+  int available;
+  return ioctl(fd, FIONREAD, &available) < 0 || available >= static_cast<int64_t>(length);
+}
+
 }  // namespace
 
 RasterStreams::RasterStreams(int newFd, const char* newName)
@@ -95,6 +103,14 @@ bool RasterStreams::nextHeader(cups_page_header_t* header) {
     if (cupsRasterReadHeader(raster, header)) return true;
   } while (openFollowing());
   return false;
+}
+
+unsigned RasterStreams::readPixels(unsigned char* buffer, unsigned length) {
+  if (idleWork) {
+    while (!isThere(fd, length) && idleWork()) {
+    }
+  }
+  return cupsRasterReadPixels(raster, buffer, length);
 }
 
 cups_raster_t* RasterStreams::open() {

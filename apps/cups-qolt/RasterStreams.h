@@ -1,5 +1,8 @@
 #pragma once
 
+#include <functional>
+#include <utility>
+
 #include "apps/cups-qolt/CupsRasterApi.h"
 #include "base/plat/NonCopyable.h"
 #include "base/plat/String.h"
@@ -24,9 +27,10 @@ class RasterStreams : private plat::NonCopyable {
   bool nextHeader(cups_page_header_t* header);
   // Of the lines of that page. Returns how many bytes were read; fewer at their end, and on
   // damage.
-  unsigned readPixels(unsigned char* buffer, unsigned length) {
-    return cupsRasterReadPixels(raster, buffer, length);
-  }
+  unsigned readPixels(unsigned char* buffer, unsigned length);
+  // What readPixels() does while nothing has come that it could read, in small steps. Null, as at
+  // first, is nothing.
+  void setIdleWork(std::function<bool()> newIdleWork) { idleWork = std::move(newIdleWork); }
 
  private:
   cups_raster_t* open();
@@ -36,6 +40,7 @@ class RasterStreams : private plat::NonCopyable {
   plat::String name;
   bool readsAhead = true;  // also when it cannot be known
   cups_raster_t* raster;
+  std::function<bool()> idleWork;
 };
 
 }  // namespace cupsraster

@@ -15,8 +15,8 @@
 #include "base/rdr/FileOutStream.h"
 #include "base/rdr/pageFileLayout.h"
 #include "base/rfb/TransPixelBuffer.h"
-#include "libs/rfb/Encoder.h"
 #include "libs/rfb/EncoderCallbackV4.h"
+#include "libs/rfbenc/ZRLEEncoder.h"
 
 namespace {
 
@@ -63,17 +63,20 @@ void writePageFile(const char* path, cupsraster::CupsPixelBuffer& page) {
   rfb::TransPixelBuffer translated(false);
   translated.setSource(&page);
   translated.setPF(rfb::PixelFormat::nativeRGB888());
-  encodePage(out, page.width(), page.height(), translated);
+  encodePage(out, page.width(), page.height(), translated, &page);
   // The destructor would hide what only the last write finds, such as a full disk.
   out.close();
 }
 
 }  // namespace
 
-void encodePage(rdr::OutStream& out, int width, int height, rfb::PixelBuffer& source) {
+void encodePage(rdr::OutStream& out, int width, int height, rfb::PixelBuffer& source,
+                cupsraster::CupsPixelBuffer* page) {
   rfb::EncoderCallbackV4 callback(&out);
-  rfb::Encoder::create(&callback, pagefile::zrleEncoding)
-      ->writeRect(rfb::Rect(0, 0, width, height), &source);
+  rfb::ZRLEEncoder encoder(&callback, pagefile::zrleEncoding, false, pagefile::tileSize, false,
+                           true);
+  if (page) page->setIdleWork([&encoder] { return encoder.deflateSome(); });
+  encoder.writeRect(rfb::Rect(0, 0, width, height), &source);
 }
 
 void generateZrlePages(const char* fileName, const char* prefix, std::vector<plat::String>& files) {

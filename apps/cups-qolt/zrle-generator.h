@@ -4,6 +4,9 @@
 
 #include "base/plat/String.h"
 
+namespace cupsraster {
+class CupsPixelBuffer;
+}
 namespace rdr {
 class OutStream;
 }
@@ -20,4 +23,5 @@ void generateZrlePages(const char* fileName, const char* prefix, std::vector<pla
 
 // Writes the pixels from (0,0) to (width, height) as one framed message that holds one
 // ZRLE rectangle. The message is complete and can be decoded by itself; it is not flushed.
-void encodePage(rdr::OutStream& out, int width, int height, rfb::PixelBuffer& source);
+void encodePage(rdr::OutStream& out, int width, int height, rfb::PixelBuffer& source,
+                cupsraster::CupsPixelBuffer* page = nullptr);

@@ -9,7 +9,7 @@ namespace rdr {
 GatheringOutStream::GatheringOutStream(OutStream* newUnderlying, int size)
     : underlying(newUnderlying),
       buffer(std::make_unique_for_overwrite<uint8_t[]>(static_cast<size_t>(size))) {
-  ptr = buffer.get();
+  ptr = first = buffer.get();
   end = ptr + size;
 }
 
@@ -30,15 +30,17 @@ int GatheringOutStream::overrun(int itemSize, int nItems) {
   return std::min(nItems, nFree() / itemSize);
 }
 
-void GatheringOutStream::passOn() {
-  const auto count = static_cast<int>(ptr - buffer.get());
-  drop();
-  underlying->writeBytes(buffer.get(), count);
+void GatheringOutStream::passOn(int most) {
+  uint8_t* from = first;
+  const auto count = std::min(most, static_cast<int>(ptr - from));
+  first += count;
+  if (isEmpty()) drop();
+  underlying->writeBytes(from, count);
 }
 
 void GatheringOutStream::drop() {
   offset = length();
-  ptr = buffer.get();
+  ptr = first = buffer.get();
 }
 
 }  // namespace rdr

@@ -7,8 +7,8 @@
 
 namespace rdr {
 
-// Gathers what is written and passes it on in one piece, so that a slow stream below is not
-// worked while there is something better to do. The memory is not touched before it is needed.
+// Gathers what is written, so that a slow stream below is worked when there is nothing better
+// to do, or when there is no more room. The memory is not touched before it is needed.
 class GatheringOutStream : public OutStream {
  public:
   // newUnderlying is borrowed. size: bytes gathered, and the largest item.
@@ -22,8 +22,11 @@ class GatheringOutStream : public OutStream {
   bool shutdown() override { return underlying->shutdown(); }
   int overrun(int itemSize, int nItems) override;
 
-  // Passes on what is gathered. It is gone when the stream below throws.
-  void passOn();
+  // Passes on what is gathered, or of that up to `most` bytes, first in, first out. They are gone
+  // when the stream below throws.
+  void passOn() { passOn(static_cast<int>(ptr - first)); }
+  void passOn(int most);
+  bool isEmpty() const { return first == ptr; }
   // Forgets what is gathered, which counts as written.
   void drop();
 
@@ -31,6 +34,7 @@ class GatheringOutStream : public OutStream {
   OutStream* underlying;
   int offset = 0;  // position of the buffer start
   std::unique_ptr<uint8_t[]> buffer;
+  uint8_t* first;  // of what is not passed on
 };
 
 }  // namespace rdr

@@ -12,6 +12,7 @@ static constexpr int defaultTileSize = 64;
 // The tiles of most pages. Deflating takes longer than all else, and whoever draws the page
 // has to wait for it while there are rows to come.
 static constexpr int gatheredBytes = 1 << 20;
+static constexpr int deflatedAtOnce = 1 << 14;
 
 ZRLEEncoder::ZRLEEncoder(EncoderCallback* newCallback, int newEncoding, bool writeLength,
                          int tileSize, bool paletteReuse, bool resetPerRect)
@@ -46,6 +47,12 @@ void ZRLEEncoder::reset() {
   zlib.reset();
   tileCoder.reset();
   bufferedPath.setFresh(true);
+}
+
+bool ZRLEEncoder::deflateSome() {
+  if (tiles.isEmpty()) return false;
+  tiles.passOn(deflatedAtOnce);
+  return true;
 }
 
 bool ZRLEEncoder::encode(const Rect& r, rdr::OutStream* os, PixelBuffer* pb, bool withRectHeader) {

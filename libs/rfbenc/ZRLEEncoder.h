@@ -34,6 +34,9 @@ class ZRLEEncoder : public Encoder, private XrleCallback {
   bool writeRect(const Rect& r, PixelBuffer* pb) override;
   bool writeRectData(const Rect& r, rdr::OutStream* os, PixelBuffer* pb) override;
   void reset() override;
+  // Deflates some of the tiles that are gathered, in well below a millisecond, for the writing
+  // of a rectangle that waits for its pixels. Returns whether there were any.
+  bool deflateSome();
 
  private:
   bool wantTile() override { return true; }

@@ -1,8 +1,11 @@
 #include "apps/cups-qolt/CupsPixelBuffer.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <climits>
 #include <csignal>
 #include <string>
@@ -108,6 +111,47 @@ TEST(CupsPixelBuffer, shortReadsMatterOnlyInRequestedRows) {
     ASSERT_TRUE(document.page.nextPage());
     standIn->rowsUntilShortRead = 4;
     for (int y : {3, 3, 5}) EXPECT_EQ(pixelsOf(document.page, {0, y, 2, y + 2}), brokenOff);
+  });
+}
+
+// The work itself brings the lines: without it, and where it comes too late, nothing ever would.
+TEST_P(CupsPixelBufferTest, idleWorkIsDoneWhileLinesHaveNotComeUntilTheNextPage) {
+  with([](StandIn*) {
+    for (uint32_t padding : {0, 6}) {
+      const RasterPage lines = test::randomPage(150, 70, padding), next = pageOf(9);
+      const std::string bytes = rasterStream("RaS3", {lines, next});
+      const size_t early = 4 + 1796 + 3 * lines.bytesPerLine;
+      int ends[2];
+      ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+      plat::OwnedFd in(ends[0]), out(ends[1]);
+      size_t sent = 0;
+      const auto send = [&](size_t count) {
+        const ssize_t written = write(out.get(), bytes.data() + sent, count);
+        sent += static_cast<size_t>(written);
+      };
+      send(early);
+      alarm(20);
+      Document document(in.get());
+      ASSERT_TRUE(document.page.nextPage());
+      int calls = 0;
+      document.page.setIdleWork([&] {
+        ++calls;
+        if (sent < bytes.size()) send(std::min<size_t>(100, bytes.size() - sent));
+        return true;
+      });
+      EXPECT_EQ(pixelsOf(document.page, {0, 0, 150, 2}), pixelsOf(lines, {0, 0, 150, 2}));
+      EXPECT_EQ(calls, 0);
+      EXPECT_EQ(pixelsOf(document.page, {0, 2, 150, 66}), pixelsOf(lines, {0, 2, 150, 66}));
+      const size_t needed = 63 * lines.bytesPerLine;
+      EXPECT_EQ(static_cast<size_t>(calls), (needed + 99) / 100);
+      send(bytes.size() - sent);
+      close(out.release());
+      const int before = calls;
+      ASSERT_TRUE(document.page.nextPage());
+      EXPECT_EQ(pixelsOf(document.page, {0, 0, 9, 4}), pixelsOf(next, {0, 0, 9, 4}));
+      EXPECT_EQ(calls, before);
+      alarm(0);
+    }
   });
 }
 

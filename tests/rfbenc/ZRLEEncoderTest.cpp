@@ -92,6 +92,9 @@ TEST(ZRLEEncoder, anySequenceOfCallsReadsAsOneStreamOfTheTiles) {
     callback.version = lengthBytes ? 3 : 4;
     std::unique_ptr<rfb::Encoder> encoder;
     with("ZlibLevel", level, [&] { encoder = rfb::Encoder::create(&callback, 16); });
+    if (random.below(2)) {
+      picture.beforeReading = [&] { static_cast<rfb::ZRLEEncoder&>(*encoder).deflateSome(); };
+    }
     std::unique_ptr<fakes::Inflater> inflater;  // none: a new stream
     for (int step = 0; step < 6; ++step) {
       const Rect r(random.below(60), random.below(60), random.below(4) ? 60 + random.below(141) : 0,

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <functional>
 #include <random>
 #include <string>
 #include <tuple>
@@ -37,8 +38,13 @@ struct Picture : rfb::ManagedPixelBuffer {
       : ManagedPixelBuffer(newFormat.pf, rfb::Rect(0, 0, w, h), nullptr), format(newFormat) {
     for (int i = 0; i < w * h; ++i) setPixel(i % w, i / w, pixelAt(i));
   }
+  void getImage(void* to, const rfb::Rect& r, int outStride) override {
+    if (beforeReading) beforeReading();
+    ManagedPixelBuffer::getImage(to, r, outStride);
+  }
 
   const Format& format;
+  std::function<void()> beforeReading;
 };
 
 // One tile, plainly and slowly.

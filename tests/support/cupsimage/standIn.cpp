@@ -82,8 +82,11 @@ unsigned cupsRasterReadHeader(cups_raster_t* raster, void* pageHeader) {
 #ifndef WITHOUT_READ_PIXELS
 unsigned cupsRasterReadPixels(cups_raster_t* raster, unsigned char* buffer, unsigned length) {
   if (raster->rowsLeft == 0 || !readWhole(raster->fd, buffer, length)) return 0;
-  raster->rowsLeft -= length / raster->bytesPerLine;
-  return standIn.rowsUntilShortRead-- == 0 ? length - 1 : length;
+  const auto rows = static_cast<int>(length / raster->bytesPerLine);
+  raster->rowsLeft -= static_cast<unsigned>(rows);
+  const bool isShort = standIn.rowsUntilShortRead >= 0 && standIn.rowsUntilShortRead < rows;
+  standIn.rowsUntilShortRead -= rows;
+  return isShort ? length - 1 : length;
 }
 #endif
 

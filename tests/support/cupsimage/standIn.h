@@ -8,5 +8,5 @@ struct StandIn {
   int opened = 0;
   int closed = 0;
   int headersUntilFailure = INT_MAX;
-  int rowsUntilShortRead = INT_MAX;  // that one row lacks its last byte
+  int rowsUntilShortRead = INT_MAX;  // the call for that row gives a byte too few
 };
