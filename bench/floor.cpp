@@ -8,6 +8,7 @@
 #include <unistd.h>
 #include <zlib.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
@@ -58,9 +59,11 @@ void writeTiles(const char* pageFile) {
 }
 
 void readRows(cupsraster::cups_raster_t* raster, const cupsraster::cups_page_header_t& header) {
-  std::vector<uint8_t> row(header.cupsBytesPerLine);
-  for (unsigned y = 0; y < header.cupsHeight; ++y) {
-    if (cupsRasterReadPixels(raster, row.data(), header.cupsBytesPerLine) == 0) {
+  const unsigned atOnce = std::max(65536 / header.cupsBytesPerLine, 1U);
+  std::vector<uint8_t> rows(size_t{atOnce} * header.cupsBytesPerLine);
+  for (unsigned y = 0, count; y < header.cupsHeight; y += count) {
+    count = std::min(atOnce, header.cupsHeight - y);
+    if (cupsRasterReadPixels(raster, rows.data(), count * header.cupsBytesPerLine) == 0) {
       throw plat::Exception("the raster ends early");
     }
   }
