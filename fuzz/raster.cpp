@@ -19,11 +19,11 @@ namespace {
 
 constexpr char prefix[] = "page";
 
-// The page files of a document in the working folder, until the end of the run.
+// The page files of a document on standard input, in the working folder, until the end of the run.
 struct PageFiles {
   explicit PageFiles(int document) {
-    const std::string path = "/proc/self/fd/" + std::to_string(document);
-    fuzz::isRefused([&] { generateZrlePages(path.c_str(), prefix, whole); });
+    PLAT_ASSERT(dup2(document, STDIN_FILENO) == STDIN_FILENO);
+    isRefused = fuzz::isRefused([&] { generateZrlePages(nullptr, prefix, whole); });
   }
   ~PageFiles() {
     for (size_t i = 0; i <= whole.size(); i++) {
@@ -31,6 +31,7 @@ struct PageFiles {
     }
   }
   std::vector<plat::String> whole;
+  bool isRefused;
 };
 
 // A pipe that holds the bytes, without a writer.
@@ -70,13 +71,22 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const plat::OwnedFd document(test::memoryFile(bytes));
   const PageFiles files(document.get());
   PLAT_ASSERT(files.whole.size() == pages);
-  if (pages == 0) return 0;
 
-  cupsraster::RasterStreams streams(document.get(), "document");
-  cupsraster::CupsPixelBuffer page(&streams, pagefile::tileSize);
-  for (const plat::String& path : files.whole) {
-    PLAT_ASSERT(page.nextPage());
-    checkPage(page, path.get());
-  }
+  PLAT_ASSERT(lseek(document.get(), 0, SEEK_SET) == 0);
+  const std::string refusal = fuzz::refusal([&] {
+    cupsraster::RasterStreams streams(document.get(), "document");
+    cupsraster::CupsPixelBuffer page(&streams, pagefile::tileSize);
+    for (const plat::String& path : files.whole) {
+      PLAT_ASSERT(page.nextPage());
+      checkPage(page, path.get());
+    }
+    if (!page.nextPage()) return;
+    PLAT_ASSERT(files.isRefused);
+    for (int top = 0; top < page.height(); top += pagefile::tileSize) {
+      page.getPixelsR(page.getRect().intersect({0, top, page.width(), top + pagefile::tileSize}),
+                      nullptr);
+    }
+  });
+  PLAT_ASSERT(refusal.empty() == !files.isRefused);
   return 0;
 }
