@@ -100,7 +100,8 @@ TEST(Localize, errorsAreReportedAndTheKeyServes) {
             "Can't use same string as both raw and formatted - test_text\n"
             "Can't use same string as both raw and formatted - loc_period_day_sing\n");
   EXPECT_EXIT((loc::setAbortOnError(true), loc::reportError("f.cpp", 7, "bad %d", 1)),
-              testing::KilledBySignal(SIGABRT), "^bad 1 \\(f.cpp:7\\)\nAborting\n$");
+              testing::KilledBySignal(SIGABRT),
+              "^bad 1 \\(f.cpp:7\\)\nAborting\n" ABORT_REMARK "$");
 }
 
 TEST(Localize, textsFollowTheParameterAndFallBack) {

@@ -7,6 +7,7 @@
 
 #include "base/plat/Configuration.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/childProcess.h"
 
 using namespace plat;
 
@@ -39,7 +40,8 @@ TEST(AssertionDeathTest, failureIsLoggedWithABackTraceBeforeTheHookRuns) {
       int small = 1;
       PLAT_ASSERT_DETAIL(small > 2, "small is %d", small);
     };
-    const std::string expected = std::string("^" FAILURE "0 Assertion " FAILURE) + more + "$";
+    const std::string expected =
+        std::string("^" FAILURE "0 Assertion " FAILURE) + more + ABORT_REMARK "$";
     EXPECT_EXIT(fail(), testing::KilledBySignal(SIGABRT), expected);
   }
 }

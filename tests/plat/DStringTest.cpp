@@ -33,7 +33,11 @@ TEST(DString, everyOperationLeavesItsLengthAtTheNul) {
   } rows[] = {{[](DString& t) { t.append("x\0y", 3); }, "a b\xffx"},
               {[](DString& t) { t.append(nullptr); }, "a b\xff"},
               {[](DString& t) { t.appendFormat("%s%c%s", "x", 0, "y"); }, "a b\xffx"},
-              {[](DString& t) { t.appendFormatV(nullptr, {}); }, "a b\xff"},
+              {[](DString& t) {
+                 va_list noArguments{};
+                 t.appendFormatV(nullptr, noArguments);
+               },
+               "a b\xff"},
               {[](DString& t) { t.appendRepeat(0, 3); }, "a b\xff"},
               {[](DString& t) { t.appendRepeat('x', -1); }, "a b\xff"},
               {[](DString& t) { t.appendRepeat(0x20ac, 2); }, "a b\xff€€"},

@@ -121,7 +121,7 @@ TEST_F(FileTest, failureNamesTheCallAndItsArgument) {
     int err = ENOENT;
   } cases[] = {
       // clang-format off
-      {[](Path) { readFully(-1, nullptr, 1); }, "reading from file failed", EBADF},
+      {[](Path) { char byte; readFully(-1, &byte, 1); }, "reading from file failed", EBADF},
       {[](Path) { fileMakePrivate(-1, 0); }, "fileMakePrivate/fstat", EBADF}, {[](Path p) { chDir(p); }, "chDir(%)"},
       {[](Path p) { fileIsSameAsFd(p, -1); }, "fileIsSameAsFd/fstat", EBADF},
       {[](Path) { fileCopyPerms("/", -1); }, "fileCopyPerms/fchmod", EBADF},

@@ -46,7 +46,8 @@ TEST(text, nullIsNoText) {
 
   char array[8] = "a";
   sstrAppend(array, nullptr);
-  sstrAppendFormat(array, 8, nullptr, {});
+  va_list noArguments{};
+  sstrAppendFormat(array, 8, nullptr, noArguments);
   sstrAppendPrintf(array, 8, "b%lc", 0x20acu);  // which the locale lacks
   EXPECT_STREQ(array, "a");
 

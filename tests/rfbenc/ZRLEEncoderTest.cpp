@@ -121,9 +121,11 @@ TEST(ZRLEEncoder, anySequenceOfCallsReadsAsOneStreamOfTheTiles) {
         EXPECT_EQ(data, builder::be32(deflated.size()).substr(4 - lengthBytes) + deflated);
         ASSERT_EQ(deflated.empty(), tiles.empty());
         if (tiles.empty()) continue;
-        // At once, unless it is buffered.
-        EXPECT_TRUE(lengthBytes || limited || inflater ||
-                    deflated == builder::compress(tiles, level));
+        if (!lengthBytes && !limited && !inflater) {  // at once, not buffered
+          // The mark of a flush comes twice when the first just fills the memory.
+          const std::string once = builder::compress(tiles, level);
+          EXPECT_TRUE(deflated == once || deflated == once + std::string("\0\0\0\xff\xff", 5));
+        }
         if (!inflater) inflater = std::make_unique<fakes::Inflater>();
         ASSERT_TRUE(inflater->take(deflated) == tiles) << round << " " << step;
       }

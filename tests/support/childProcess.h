@@ -23,5 +23,8 @@ inline testing::Environment* const freshChildren =
     }                                                                          \
   } while (false)
 
+// What an emulator says on standard error when the process in it aborts, or nothing.
+#define ABORT_REMARK "(qemu: [^\n]*\n)?"
+
 #define NEEDS_ROOT() \
   if (geteuid() != 0) GTEST_SKIP() << "needs root"
