@@ -19,6 +19,7 @@ from select import select
 SOURCE = Path(__file__).resolve().parents[2]
 BUILD = SOURCE / os.environ.get("QOLT_BUILD", "build/release")
 SANITIZED = BUILD.name in ("asan", "tsan")
+EMULATED = BUILD.name == "arm64"
 QOLT = BUILD / "bin/qolt"
 QOLT_USER = BUILD / "bin/qolt-user"
 RECEIVER = BUILD / "bin/qolt-receiver"
@@ -243,9 +244,9 @@ class Job:
     def listen(self, backlog=8, listener=0):
         return Endpoint(self.account, self.id, backlog, listener)
 
-    def start(self, format, *document, by=(), env={}, **how):
+    def start(self, format, *document, by=(), program=QOLT, env={}, **how):
         """The backend, which the command `by` is to run."""
-        return Process([*by, QOLT, self.id, "user", "A title", "1", "", *document],
+        return Process([*by, program, self.id, "user", "A title", "1", "", *document],
                        env={"DEVICE_URI": self.uri(format), "PRINTER": "queue", **env}, **how)
 
     def run(self, *arguments, **how):

@@ -10,7 +10,7 @@ from pathlib import Path
 
 import pytest
 import scheduler
-from programs import BUILD, SOURCE, eventually, private_dir, run
+from programs import BUILD, QOLT, SOURCE, eventually, private_dir, run
 from throwaway_root import throw_away_root
 
 
@@ -60,6 +60,9 @@ def test_it_holds_what_an_administrator_expects(packages, folder):
     files = [(mode, path) for mode, *_, path in lines if not path.endswith("/")]
     assert sorted(files) == sorted((mode, f"./usr/{path}") for mode, paths in FILES.items() for path in paths.split())
 
+    machine = int.from_bytes(QOLT.read_bytes()[18:20], "little")  # of the ELF header
+    architecture = succeed(run(["dpkg-deb", "-f", packages[0], "Architecture"])).strip()
+    assert architecture == {62: "amd64", 183: "arm64"}.get(machine, architecture)
     depends = succeed(run(["dpkg-deb", "-f", packages[0], "Depends"]))
     for needed in ("cups-daemon", "libcupsimage2", "libc6 (", "libpng16", "zlib1g ("):
         assert needed in depends

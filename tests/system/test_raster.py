@@ -10,7 +10,7 @@ from threading import Thread
 
 import pytest
 from pagefile import PageFile, png_pixels
-from programs import BUILD, SANITIZED, limit, peak_memory, public, run
+from programs import BUILD, EMULATED, QOLT, SANITIZED, SOURCE, limit, peak_memory, public, run
 from raster import RasterPage, assert_page, random_page, raster_stream
 
 
@@ -89,6 +89,19 @@ def test_page_is_read_back_whatever_its_tiles_look_like(job, folder, imaging):
     assert result.status == 0 and png_pixels(picture) == (page.width, page.height, page.pixels())
 
 
+if EMULATED:
+    def test_page_files_are_those_that_a_build_for_this_machine_makes(new_job, real_library):
+        pages = page_of_every_subencoding(), random_page(200, 130, padding=6)
+        made = []
+        for program in QOLT, SOURCE / "build/release/bin/qolt":
+            job = new_job()
+            with job.listen():
+                result = job.run("ZRLE", input=raster_stream(b"RaS3", *pages), program=program)
+                job.assert_delivered(result, "ZRLE", *page_suffixes(2))
+            made.append([job.read(suffix) for suffix in page_suffixes(2)])
+        assert made[0] == made[1]
+
+
 # DMPAPER numbers, and the largest page of each in points. The first that holds a page is taken.
 PAPERS = {27: (312, 624), 31: (323, 459), 11: (420, 595), 28: (459, 649), 13: (516, 729), 10: (538, 781),
           2: (552, 730), 9: (595, 842), 1: (612, 792), 5: (612, 1008), 30: (649, 918), 42: (709, 1001),
@@ -157,7 +170,7 @@ def test_page_that_memory_does_not_hold_fails_the_job(job, folder, imaging):
     assert_failed(job, result, "out of memory", unfinished=1)
 
 
-@pytest.mark.skipif(SANITIZED, reason="a sanitizer takes memory of its own")
+@pytest.mark.skipif(SANITIZED or EMULATED, reason="a sanitizer or an emulator takes memory of its own")
 def test_memory_does_not_grow_with_the_document(job, imaging):
     count, width, height = 40, 2479, 3508
     # Lines of ink and of white.
