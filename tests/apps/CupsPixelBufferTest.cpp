@@ -118,37 +118,35 @@ TEST(CupsPixelBuffer, shortReadsMatterOnlyInRequestedRows) {
 TEST_P(CupsPixelBufferTest, idleWorkIsDoneWhileLinesHaveNotComeUntilTheNextPage) {
   with([](StandIn*) {
     for (uint32_t padding : {0, 6}) {
-      const RasterPage lines = test::randomPage(150, 70, padding), next = pageOf(9);
+      const RasterPage lines = test::randomPage(1000, 70, padding), next = pageOf(9);
       const std::string bytes = rasterStream("RaS3", {lines, next});
-      const size_t early = 4 + 1796 + 3 * lines.bytesPerLine;
       int ends[2];
       ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
       plat::OwnedFd in(ends[0]), out(ends[1]);
       size_t sent = 0;
       const auto send = [&](size_t count) {
-        const ssize_t written = write(out.get(), bytes.data() + sent, count);
-        sent += static_cast<size_t>(written);
+        sent += static_cast<size_t>(write(out.get(), bytes.data() + sent, count));
       };
-      send(early);
+      send(4 + 1796 + 3 * lines.bytesPerLine);
       alarm(20);
       Document document(in.get());
       ASSERT_TRUE(document.page.nextPage());
-      int calls = 0;
+      size_t calls = 0;
       document.page.setIdleWork([&] {
         ++calls;
         if (sent < bytes.size()) send(std::min<size_t>(100, bytes.size() - sent));
         return true;
       });
-      EXPECT_EQ(pixelsOf(document.page, {0, 0, 150, 2}), pixelsOf(lines, {0, 0, 150, 2}));
-      EXPECT_EQ(calls, 0);
-      EXPECT_EQ(pixelsOf(document.page, {0, 2, 150, 66}), pixelsOf(lines, {0, 2, 150, 66}));
-      const size_t needed = 63 * lines.bytesPerLine;
-      EXPECT_EQ(static_cast<size_t>(calls), (needed + 99) / 100);
-      send(bytes.size() - sent);
+      const Rect early(0, 0, 1000, 3), late(0, 3, 1000, 67);
+      EXPECT_TRUE(pixelsOf(document.page, early) == pixelsOf(lines, early));
+      EXPECT_EQ(calls, 0u);
+      EXPECT_TRUE(pixelsOf(document.page, late) == pixelsOf(lines, late));
+      EXPECT_EQ(calls, (64 * lines.bytesPerLine + 99) / 100);
+      send(bytes.size() - sent - 1);
       close(out.release());
-      const int before = calls;
       ASSERT_TRUE(document.page.nextPage());
-      EXPECT_EQ(pixelsOf(document.page, {0, 0, 9, 4}), pixelsOf(next, {0, 0, 9, 4}));
+      const size_t before = calls;
+      EXPECT_EQ(pixelsOf(document.page, {0, 0, 9, 4}), brokenOff);
       EXPECT_EQ(calls, before);
       alarm(0);
     }
