@@ -71,6 +71,7 @@ def contents(folder):
 
 
 def descriptors(process):
+    """At its start a receiver may have its folder open besides."""
     return len(os.listdir(f"/proc/{process.child.pid}/fd"))
 
 
@@ -398,7 +399,7 @@ def test_no_more_is_accepted_near_the_descriptor_limit(job, serve):
         assert job.run("PDF", input=b"one").status == 0
         assert descriptors(server) <= 40
     server.wait_for("received ")
-    assert eventually(lambda: descriptors(server) == count)
+    assert eventually(lambda: descriptors(server) <= count)
     server.signal(SIGTERM)
     # None was refused for want of a descriptor.
     assert "Too many open files" not in server.wait().err
@@ -409,7 +410,7 @@ def test_thousands_of_connections_leave_nothing_behind(job, serve):
     count = descriptors(server)
     for i in range(3000):
         send(job, job.message[:i % (len(job.message) + 1)])
-    assert eventually(lambda: descriptors(server) == count)
+    assert eventually(lambda: descriptors(server) <= count)
     assert_served(job, server)
 
 
