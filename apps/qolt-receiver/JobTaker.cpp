@@ -54,11 +54,14 @@ DescriptionFile parse(plat::FilePtr& file) {
   }
 }
 
-// What a failure has left of them is tried again.
+// What a failure has left of them is tried again. A document that is younger than the description
+// is of the same job, which is being printed once more and will be described then.
 void removeFiles(const DescriptionFile& job, const std::string& descriptionPath) {
+  const plat::Ticks described = plat::fileGetTime(descriptionPath.c_str());
   for (const std::string& document : job.documents) {
-    if (job::isJobFile(document.c_str()) && plat::fileExists(document.c_str())) {
-      plat::fileRemove(document.c_str());
+    const char* path = document.c_str();
+    if (job::isJobFile(path) && plat::fileExists(path) && plat::fileGetTime(path) <= described) {
+      plat::fileRemove(path);
     }
   }
   plat::fileRemove(descriptionPath.c_str());

@@ -24,6 +24,9 @@ QOLT = BUILD / "bin/qolt"
 QOLT_USER = BUILD / "bin/qolt-user"
 RECEIVER = BUILD / "bin/qolt-receiver"
 
+# Seconds after which something hangs, also on a machine with other things to do.
+PATIENCE = 180
+
 Result = namedtuple("Result", "status out err")  # status: as a shell has it
 
 
@@ -38,7 +41,7 @@ def public(program):
 
 def eventually(condition):
     """For what tells nobody that it has happened."""
-    deadline = time.monotonic() + 60
+    deadline = time.monotonic() + PATIENCE
     while not condition():
         if time.monotonic() > deadline:
             return False
@@ -132,7 +135,7 @@ class Process:
 
     def wait(self):
         try:
-            status = self.child.wait(60)
+            status = self.child.wait(PATIENCE)
         except subprocess.TimeoutExpired:
             self.child.kill()
             self.child.wait()
@@ -168,7 +171,7 @@ class Endpoint:
         self.path, self.waiting = socket_path(account, name), []
         os.makedirs(private_dir(account), 0o700, exist_ok=True)
         self.socket = socket.socket(socket.AF_UNIX)
-        self.socket.settimeout(60)
+        self.socket.settimeout(PATIENCE)
         self.socket.bind(self.path)
         for path in (private_dir(account), self.path):
             os.chown(path, account.pw_uid, account.pw_gid)
@@ -186,7 +189,7 @@ class Endpoint:
     def receive(self):
         """One connection, read to its end."""
         with self.socket.accept()[0] as peer:
-            peer.settimeout(60)
+            peer.settimeout(PATIENCE)
             return b"".join(iter(lambda: peer.recv(4096), b""))
 
     def receive_at_once(self):

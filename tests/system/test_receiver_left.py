@@ -29,7 +29,8 @@ def put_job(job, age, title="t", data=b"x"):
     put(job, ".in", data)
     put(job, ".ini", job.description("PS", ".in", title=title).encode())
     then = time.time() - age
-    os.utime(job.path(".ini"), (then, then))
+    for suffix in (".in", ".ini"):
+        os.utime(job.path(suffix), (then, then))
 
 
 def test_jobs_left_in_tmp_are_taken_at_the_start_oldest_first(new_job, job, serve, output):
