@@ -54,6 +54,8 @@ std::string pathOfQolt() {
 
 void start(const char* path, char* const* arguments, int errors) {
   const Held held;
+  // Ignored, which is inherited, it would keep from us how the child ended.
+  signal(SIGCHLD, SIG_DFL);
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_adddup2(&actions, errors, STDERR_FILENO);
@@ -115,7 +117,7 @@ BackendEnd runQolt(char* const* arguments) {
   }
   const Held held;
   int status = 0;
-  waitpid(child, &status, 0);
+  if (waitpid(child, &status, 0) < 0) throw plat::SystemException("waitpid", errno);
   child = 0;
   end.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   end.cancelled = cancelled;

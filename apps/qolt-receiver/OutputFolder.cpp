@@ -28,6 +28,12 @@ plat::String absolute(const char* path) {
 
 constexpr char partSuffix[] = ".part";
 
+bool areOneFile(const char* path, const char* other) {
+  struct stat status, otherStatus;
+  return lstat(path, &status) == 0 && lstat(other, &otherStatus) == 0 &&
+         status.st_dev == otherStatus.st_dev && status.st_ino == otherStatus.st_ino;
+}
+
 }  // namespace
 
 std::string documentStem(const std::string& title, const char* extension, size_t index) {
@@ -116,12 +122,13 @@ bool OutputFolder::publish(const std::string& part, const std::string& newPath) 
     return true;
   }
   // Not every file system can rename without replacing.
-  if (errno == EINVAL && link(oldPath.c_str(), newPath.c_str()) == 0) {
-    plat::fileRemove(oldPath.c_str());
-    return true;
+  if (errno != EINVAL || link(oldPath.c_str(), newPath.c_str()) < 0) {
+    if (errno != EEXIST) throw plat::SystemExceptionFmt("rename(%s)", errno, newPath.c_str());
+    // Linked by a process that was killed then, or by a file server that was asked twice.
+    if (!areOneFile(oldPath.c_str(), newPath.c_str())) return false;
   }
-  if (errno == EEXIST) return false;
-  throw plat::SystemExceptionFmt("rename(%s)", errno, newPath.c_str());
+  plat::fileRemove(oldPath.c_str());
+  return true;
 }
 
 void OutputFolder::sync() {

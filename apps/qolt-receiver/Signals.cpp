@@ -16,6 +16,8 @@ static int holdSignals() {
   sigset_t signals;
   sigemptyset(&signals);
   for (int number : {SIGINT, SIGTERM, SIGCHLD}) sigaddset(&signals, number);
+  // Ignored, which is inherited, it would not come, and how a child ended could not be known.
+  signal(SIGCHLD, SIG_DFL);
   sigprocmask(SIG_BLOCK, &signals, nullptr);
   int fd = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
   if (fd < 0) throw plat::SystemException("signalfd", errno);

@@ -74,6 +74,11 @@ def break_errors():
     os.close(reader)
 
 
+def ignore_children():
+    """Likewise: as some launchers do, which what they start inherits."""
+    signal.signal(signal.SIGCHLD, signal.SIG_IGN)
+
+
 def peak_memory(pid):
     """Resident bytes."""
     status = Path(f"/proc/{pid}/status").read_text()

@@ -14,7 +14,8 @@ from tempfile import TemporaryDirectory
 import faults
 import pytest
 from pagefile import png_pixels
-from programs import RECEIVER, SOURCE, Process, eventually, limit, private_dir, run
+from programs import (
+    RECEIVER, SOURCE, Process, eventually, ignore_children, limit, private_dir, run)
 from raster import random_page, raster_stream
 
 # 9 x 2 pixels, 0.8 x 0.2 mm.
@@ -324,12 +325,12 @@ def test_commands_are_repeated_and_keep_the_order_of_documents(job, serve, outpu
                      r"\d+ ms\n", server.errors())
 
 
-@pytest.mark.parametrize("parallel", [1, 3, 8])
-def test_no_more_commands_run_at_once_than_it_says(job, serve, output, command, parallel):
+@pytest.mark.parametrize("parallel, before", [(1, ignore_children), (3, None), (8, None)])
+def test_no_more_commands_run_at_once_than_it_says(job, serve, output, command, parallel, before):
     hold, calls = output / "hold", output / "calls"
     hold.touch()
     path = command(f"echo \"$1\" >>{calls}\nwhile [ -e {hold} ]; do sleep 0.1; done\n")
-    server = serve("--Command=program", f"--Parallel={parallel}", env=path)
+    server = serve("--Command=program", f"--Parallel={parallel}", env=path, before=before)
     assert job.run("PDF", input=b"%PDF-1.4\n%%EOF\n" * 10).status == 0
     server.wait_for("A title-9.pdf\n")
 

@@ -113,6 +113,17 @@ def test_whatever_call_fails_no_document_is_lost(taking, serve, folder):
             taking.clean()
 
 
+def test_file_system_that_cannot_refuse_to_replace_gets_every_document_once(taking, serve, folder):
+    server = serve()
+    effect = ["-e", "trace=renameat2", "-e", "inject=renameat2:error=EINVAL"]
+    with attached(thread(server, 1), "-o", folder / "log", *effect):
+        taking.announce()
+        assert eventually(lambda: taking.job.files() == [])
+    assert "INJECTED" in (folder / "log").read_text()
+    taking.assert_nothing_lost()
+    assert not list(taking.output.glob(".*.part"))
+
+
 def test_wherever_it_is_killed_no_document_is_lost(taking, serve, folder):
     server = serve()
     for index, call in good_calls(taking, server, folder):

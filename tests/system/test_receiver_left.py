@@ -128,10 +128,15 @@ def test_command_that_runs_on_at_the_end_is_not_run_again(
     hold.unlink()
 
 
-def test_name_that_is_taken_in_the_meantime_is_left_alone(job, serve, output):
-    """As an earlier receiver was about to publish it."""
-    (output / "t-0.ps").write_bytes(b"other")
-    (output / f".qolt-{job.id}.1.part").write_bytes(b"mine")
+@pytest.mark.parametrize("is_own", [False, True])
+def test_name_that_is_taken_in_the_meantime_is_left_alone(job, serve, output, is_own):
+    """As an earlier receiver was about to publish it, or had just done so by a link."""
+    part = output / f".qolt-{job.id}.1.part"
+    part.write_bytes(b"mine")
+    if is_own:
+        (output / "t-0.ps").hardlink_to(part)
+    else:
+        (output / "t-0.ps").write_bytes(b"other")
     put_job(job, 10)
     status = os.stat(job.path(".ini"))
     identity = (f"{status.st_dev}.{status.st_ino}.{status.st_mtime_ns // 10**9}."
@@ -142,9 +147,10 @@ def test_name_that_is_taken_in_the_meantime_is_left_alone(job, serve, output):
     for path in output.glob(".*"):
         own(job, path)
     server = serve()
-    server.wait_for(f"received {output}/t-0_2.ps\n")
+    server.wait_for(f"received {output}/t-0{'' if is_own else '_2'}.ps\n")
     assert_vanish(job)
-    assert contents(output) == {"t-0.ps": b"other", "t-0_2.ps": b"mine"}
+    assert contents(output) == (
+        {"t-0.ps": b"mine"} if is_own else {"t-0.ps": b"other", "t-0_2.ps": b"mine"})
 
 
 @pytest.mark.parametrize("vanishing", ["socket", "folder"])

@@ -124,10 +124,12 @@ def test_failure_of_the_other_backend_is_told_in_plain_words_behind_its_own(
         "STATE: +connecting-to-device", *alone.err.splitlines(), *told, "STATE: -connecting-to-device"]
 
 
-def test_job_waits_also_when_nobody_reads_what_is_said(job, everybody):
+def test_job_waits_however_the_backend_was_started(job, everybody):
+    """With nobody who reads what is said, and children that end unnoticed."""
     with job.listen() as server:
         server.socket.close()
-        backend = user_backend(job, f"qolt-user:/PDF/{job.id}", by=everybody, input=b"a document", before=break_errors)
+        backend = user_backend(job, f"qolt-user:/PDF/{job.id}", by=[*everybody, "env", "--ignore-signal=CHLD"],
+                               input=b"a document", before=break_errors)
         assert backend.wait().status == HOLD
 
 
