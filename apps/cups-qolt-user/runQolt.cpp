@@ -10,9 +10,10 @@
 #include <climits>
 #include <csignal>
 #include <string_view>
+#include <utility>
 
+#include "apps/common/SigtermHold.h"
 #include "base/plat/Exception.h"
-#include "base/plat/path.h"
 #include "base/plat/unix/OwnedFd.h"
 
 namespace {
@@ -30,20 +31,6 @@ void passOn(int number) {
   errno = error;
 }
 
-// While SIGTERM is held back.
-class Held {
- public:
-  Held() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGTERM);
-    sigprocmask(SIG_BLOCK, &signals, &before);
-  }
-  ~Held() { sigprocmask(SIG_SETMASK, &before, nullptr); }
-
-  sigset_t before;
-};
-
 std::string pathOfQolt() {
   char path[PATH_MAX];
   const ssize_t length = readlink("/proc/self/exe", path, sizeof path);
@@ -53,7 +40,7 @@ std::string pathOfQolt() {
 }
 
 void start(const char* path, char* const* arguments, int errors) {
-  const Held held;
+  const SigtermHold hold;
   // Ignored, which is inherited, it would keep from us how the child ended.
   signal(SIGCHLD, SIG_DFL);
   posix_spawn_file_actions_t actions;
@@ -61,7 +48,7 @@ void start(const char* path, char* const* arguments, int errors) {
   posix_spawn_file_actions_adddup2(&actions, errors, STDERR_FILENO);
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
-  posix_spawnattr_setsigmask(&attributes, &held.before);
+  posix_spawnattr_setsigmask(&attributes, &hold.before());
   sigset_t ignored;
   sigemptyset(&ignored);
   sigaddset(&ignored, SIGPIPE);
@@ -115,7 +102,7 @@ BackendEnd runQolt(char* const* arguments) {
   siginfo_t info;
   while (waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOWAIT) < 0 && errno == EINTR) {
   }
-  const Held held;
+  const SigtermHold hold;
   int status = 0;
   if (waitpid(child, &status, 0) < 0) throw plat::SystemException("waitpid", errno);
   child = 0;

@@ -2,22 +2,15 @@
 
 #include <unistd.h>
 
+#include <csignal>
+
+#include "apps/common/SigtermHold.h"
+
 namespace {
 
 TempFileSet* unlinkedOnSigterm = nullptr;
 
 }  // namespace
-
-SigtermHold::SigtermHold() {
-  sigset_t held;
-  sigemptyset(&held);
-  sigaddset(&held, SIGTERM);
-  sigprocmask(SIG_BLOCK, &held, &before);
-}
-
-SigtermHold::~SigtermHold() {
-  sigprocmask(SIG_SETMASK, &before, nullptr);
-}
 
 TempFileSet::~TempFileSet() {
   SigtermHold hold;

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <csignal>
 #include <set>
 #include <vector>
 
@@ -31,14 +30,4 @@ class TempFileSet : private plat::NonCopyable {
   void unlinkAll() const;  // async-signal-safe
 
   std::set<plat::String, plat::LessString> paths;  // changes only while SIGTERM is held back
-};
-
-// Holds SIGTERM back; one that arrives meanwhile is delivered at destruction.
-class SigtermHold : private plat::NonCopyable {
- public:
-  SigtermHold();
-  ~SigtermHold();
-
- private:
-  sigset_t before;
 };

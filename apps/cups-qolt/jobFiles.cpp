@@ -6,6 +6,7 @@
 
 #include <cerrno>
 
+#include "apps/common/SigtermHold.h"
 #include "base/os/unix/Passwd.h"
 #include "base/plat/DString.h"
 #include "base/plat/Exception.h"

@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 
+#include "apps/common/SigtermHold.h"
 #include "base/os/LocalPrivateDir.h"
 #include "base/os/PipeNameScoped.h"
 #include "base/os/unix/UnixIo.h"
