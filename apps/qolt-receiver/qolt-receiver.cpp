@@ -9,6 +9,7 @@
 #include <string>
 #include <utility>
 
+#include "apps/common/standardStreams.h"
 #include "apps/qolt-receiver/CommandLine.h"
 #include "apps/qolt-receiver/CommandRunner.h"
 #include "apps/qolt-receiver/Endpoint.h"
@@ -110,6 +111,7 @@ void serve() {
 }  // namespace receiver
 
 int main(int argc, char** argv) {
+  job::occupyStandardStreams();
   os::AppInfo::set("print", "Quenfor", "qolt", nullptr, nullptr);
   receiver::addTexts();
   setvbuf(stdout, nullptr, _IOLBF, 0);

@@ -15,7 +15,7 @@ import faults
 import pytest
 from pagefile import png_pixels
 from programs import (
-    RECEIVER, SOURCE, Process, eventually, ignore_children, limit, private_dir, run)
+    RECEIVER, SOURCE, Process, eventually, ignore_children, limit, private_dir, public, run)
 from raster import random_page, raster_stream
 
 # 9 x 2 pixels, 0.8 x 0.2 mm.
@@ -372,6 +372,14 @@ def test_command_gets_nothing_of_the_receiver(job, serve, output, command):
     blocked, ignored = (int(re.search(rf"{name}:\s(\w+)", text)[1], 16)
                         for name in ("SigBlk", "SigIgn"))
     assert blocked == 0 and not ignored & 1 << (SIGPIPE - 1)
+
+
+def test_closed_standard_streams_do_not_become_files_of_the_receiver(job, output):
+    with Process(["/bin/sh", "-c", 'exec "$@" <&- >&- 2>&-', "sh", public(RECEIVER),
+                  f"--name={job.id}", f"--output={output}"], account=job.account) as server:
+        assert eventually(lambda: os.path.exists(job.socket_path))
+        streams = [os.readlink(f"/proc/{server.child.pid}/fd/{fd}") for fd in range(3)]
+        assert streams == ["/dev/null"] * 3
 
 
 def test_without_a_scheduler_nothing_is_said_of_held_jobs(job, serve, output):
