@@ -84,6 +84,7 @@ JobTaker::JobTaker(OutputFolder newOutput, Journal& newJournal, JoinPages newJoi
 
 std::vector<Document> JobTaker::take(const char* descriptionPath) {
   const plat::Ticks start = plat::monotonicNow();
+  output.openAgain();
   plat::FilePtr file = openDescription(descriptionPath);
   // Two receivers of the account may find the same job left.
   if (flock(fileno(file.get()), LOCK_EX | LOCK_NB) < 0) {

@@ -55,6 +55,10 @@ uint64_t numberOf(const std::string& word) {
   return number;
 }
 
+plat::OwnedFd openJournal(const char* path, int flags = 0) {
+  return plat::OwnedFd(plat::fileOpenFd(path, O_RDWR | O_CREAT | O_APPEND | O_NOFOLLOW | flags));
+}
+
 struct Reader {
   std::list<TakenJob> jobs;
   TakenJob next;
@@ -124,9 +128,7 @@ std::string journalLines(const TakenJob& job) {
   return lines + line("job", {job.description, job.identity});
 }
 
-Journal::Journal(const std::string& newPath)
-    : path(newPath),
-      file(plat::fileOpenFd(path.c_str(), O_RDWR | O_CREAT | O_APPEND | O_NOFOLLOW)) {
+Journal::Journal(const std::string& newPath) : path(newPath), file(openJournal(path.c_str())) {
   struct stat status;
   if (fstat(file.get(), &status) < 0)
     throw plat::SystemExceptionFmt("fstat(%s)", errno, path.c_str());
@@ -146,9 +148,7 @@ Journal::Journal(const std::string& newPath)
   if (lines == text) return;
   const std::string newName = path + ".new";
   unlink(newName.c_str());
-  plat::OwnedFd renewed(
-      plat::fileOpenFd(newName.c_str(), O_RDWR | O_CREAT | O_EXCL | O_APPEND | O_NOFOLLOW));
-  std::swap(file, renewed);
+  file = openJournal(newName.c_str(), O_EXCL);
   append(lines, true);
   plat::fileRename(newName.c_str(), path.c_str());
 }
@@ -201,8 +201,15 @@ void Journal::done(uint64_t number) {
   emptyIfNothingIsLeft();
 }
 
+// Somebody may have removed it, most likely with the documents that it was about.
+void Journal::openAgainIfRemoved() {
+  struct stat status;
+  if (fstat(file.get(), &status) == 0 && status.st_nlink == 0) file = openJournal(path.c_str());
+}
+
 // All lines or none.
 void Journal::append(const std::string& lines, bool isUrgent) {
+  openAgainIfRemoved();
   const off_t size = lseek(file.get(), 0, SEEK_END);
   const auto fail = [&](const char* call, int error) {
     if (ftruncate(file.get(), size) < 0) log.error("ftruncate(%s) failed", path.c_str());

@@ -61,6 +61,7 @@ class Journal : private plat::NonCopyable {
   void done(uint64_t number);
 
  private:
+  void openAgainIfRemoved();
   void append(const std::string& lines, bool isUrgent);
   void emptyIfNothingIsLeft();
 

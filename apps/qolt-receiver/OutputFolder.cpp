@@ -26,6 +26,10 @@ plat::String absolute(const char* path) {
   return plat::absolutePath(plat::join(plat::currentDir().get(), path).get());
 }
 
+plat::OwnedFd openFolder(const char* path) {
+  return plat::OwnedFd(plat::fileOpenFd(path, O_RDONLY | O_DIRECTORY));
+}
+
 constexpr char partSuffix[] = ".part";
 
 bool areOneFile(const char* path, const char* other) {
@@ -53,9 +57,11 @@ std::string documentStem(const std::string& title, const char* extension, size_t
 }
 
 OutputFolder::OutputFolder(const char* folderPath, const std::string& owner)
-    : path(absolute(folderPath)),
-      folder(plat::fileOpenFd(path.get(), O_RDONLY | O_DIRECTORY)),
-      prefix(".qolt-" + owner + ".") {}
+    : path(absolute(folderPath)), folder(openFolder(path.get())), prefix(".qolt-" + owner + ".") {}
+
+void OutputFolder::openAgain() {
+  folder = openFolder(path.get());
+}
 
 std::string OutputFolder::pathOf(const std::string& name) const {
   return plat::join(path.get(), name.c_str()).get();

@@ -22,6 +22,9 @@ class OutputFolder {
   // plat::SystemException.
   OutputFolder(const char* folderPath, const std::string& owner);
 
+  // Goes on in the folder that has its path now: somebody may have removed it and made another.
+  void openAgain();
+
   // The name of a hidden file of this owner.
   std::string hiddenName(const std::string& suffix) const { return prefix + suffix; }
   std::string pathOf(const std::string& name) const;

@@ -248,6 +248,7 @@ def command(folder):
         script = folder / "a program"
         script.write_text("#!/bin/sh\n" + text)
         script.chmod(0o755)
+        (folder / "program").unlink(missing_ok=True)
         (folder / "program").symlink_to(script)
         return {"PATH": f"{folder}:/usr/bin:/bin"}
     return write

@@ -153,6 +153,23 @@ def test_name_that_is_taken_in_the_meantime_is_left_alone(job, serve, output, is
         {"t-0.ps": b"mine"} if is_own else {"t-0.ps": b"other", "t-0_2.ps": b"mine"})
 
 
+def test_output_folder_that_vanishes_gets_the_jobs_once_it_is_back(
+        job, serve, output, command):  # noqa: F811
+    server = serve("--Command=program", env=command("exit 1\n"))
+    shutil.rmtree(output)
+    assert job.run("PDF", input=b"one").status == 0
+    server.wait_for("No such file or directory (2)\n")
+    output.mkdir()
+    own(job, output)
+    server.wait_for(f"received {output}/A title-0.pdf\n")
+    assert_vanish(job)
+    server.wait_for("A title-0.pdf: status 1\n")
+    server.signal(SIGKILL)
+    server.wait()
+    serve("--Command=program", env=command("rm \"$1\"\n"))
+    assert eventually(lambda: contents(output) == {})
+
+
 @pytest.mark.parametrize("vanishing", ["socket", "folder"])
 def test_endpoint_that_vanishes_is_made_again(job, serve, vanishing):
     server = serve()
