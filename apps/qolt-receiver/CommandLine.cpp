@@ -1,5 +1,6 @@
 #include "apps/qolt-receiver/CommandLine.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -29,6 +30,13 @@ std::string valueOf(char placeholder, const Document& document) {
     default:
       return "%";
   }
+}
+
+// Why a program cannot be started, as exec() would say, or 0.
+int startError(const char* path) {
+  struct stat status;
+  if (access(path, X_OK) < 0 || stat(path, &status) < 0) return errno;
+  return S_ISREG(status.st_mode) ? 0 : EACCES;
 }
 
 }  // namespace
@@ -88,8 +96,10 @@ std::vector<std::string> CommandLine::wordsFor(const Document& document) const {
 }
 
 void checkProgram(const std::string& program) {
+  if (program.empty()) throw plat::Exception("Command: no program");
   if (program.find('/') != program.npos) {
-    if (access(program.c_str(), X_OK) < 0) throw plat::SystemException(program.c_str(), errno);
+    const int error = startError(program.c_str());
+    if (error) throw plat::SystemException(program.c_str(), error);
     return;
   }
   // The default is that of execvp().
@@ -97,7 +107,7 @@ void checkProgram(const std::string& program) {
   plat::String folders(path ? path : "/bin:/usr/bin");
   plat::Splitter splitter(folders.data());
   while (const char* folder = splitter.next(':')) {
-    if (access(plat::join(*folder ? folder : ".", program.c_str()).get(), X_OK) == 0) return;
+    if (startError(plat::join(*folder ? folder : ".", program.c_str()).get()) == 0) return;
   }
   throw plat::SystemException(program.c_str(), ENOENT);
 }

@@ -541,6 +541,8 @@ def test_manual_lists_the_parameters_with_their_defaults(words, hidden):
     (["--locale=xx"], "Locale: no such language\n"),
     (["--command=no-such-program %f"], "no-such-program: No such file or directory (2)\n"),
     (["--command=/dev/null"], "/dev/null: Permission denied (13)\n"),
+    (["--command=/tmp"], "/tmp: Permission denied (13)\n"),
+    (["--command='' %f"], "Command: no program\n"),
     (["--command=true %x"], "Command: unknown \"%x\"; a percent sign is \"%%\"\n"),
     (["--command=true 'x"], "Command: no closing '\n"),
     (["--command=true x\\"], "Command: a backslash at the end\n"),
