@@ -1,3 +1,4 @@
+#include <cstdlib>
 #include <optional>
 #include <regex>
 #include <vector>
@@ -11,13 +12,18 @@ namespace {
 
 using Type = loc::LArg::Type;
 
+// Of any number of digits.
+double numberOf(const std::string& digits) {
+  return strtod(digits.c_str(), nullptr);
+}
+
 // What a directive stands for, if it fits the arguments.
 std::optional<std::string> meaning(const std::smatch& directive,
                                    const std::vector<loc::LArg>& args) {
   if (directive[0] == "%%") return "%";
   const bool numbered = directive[1].matched, plus = directive[2].length() > 0;
-  const double number = numbered ? std::stod(directive[1]) : args.size() == 1 ? 1 : 0;
-  const double precision = directive[3].matched ? std::stod(directive[3]) : 0;
+  const double number = numbered ? numberOf(directive[1]) : args.size() == 1 ? 1 : 0;
+  const double precision = directive[3].matched ? numberOf(directive[3]) : 0;
   if (number < 1 || number > args.size() || (directive[3].matched && precision == 0))
     return std::nullopt;
   const loc::LArg& arg = args[static_cast<size_t>(number) - 1];
