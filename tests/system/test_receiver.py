@@ -355,7 +355,7 @@ def test_what_has_no_pages_or_is_broken_is_given_to_no_command(job, serve, outpu
     send_pages(job, PAGE[:40], EMPTY_PAGE)
     server.wait_for("received " + str(output / "t-1.zrle"))
     send_pages(job, PAGE)
-    assert eventually(calls.exists)
+    assert eventually(lambda: calls.exists() and calls.read_text())
     assert calls.read_text() == f"{output / 't-0.png'}\n"
 
 
