@@ -377,7 +377,8 @@ def test_command_gets_nothing_of_the_receiver(job, serve, output, command):
 
 def test_closed_standard_streams_do_not_become_files_of_the_receiver(job, output):
     with Process(["/bin/sh", "-c", 'exec "$@" <&- >&- 2>&-', "sh", public(RECEIVER),
-                  f"--name={job.id}", f"--output={output}"], account=job.account) as server:
+                  f"--name={job.id}", f"--output={output}", "--takeover=no", "--releaseheld=no"],
+                 account=job.account) as server:
         assert eventually(lambda: os.path.exists(job.socket_path))
         streams = [os.readlink(f"/proc/{server.child.pid}/fd/{fd}") for fd in range(3)]
         assert streams == ["/dev/null"] * 3
