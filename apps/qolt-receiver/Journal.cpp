@@ -1,6 +1,7 @@
 #include "apps/qolt-receiver/Journal.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -14,6 +15,7 @@
 #include "base/plat/LogSrc.h"
 #include "base/plat/file.h"
 #include "base/plat/percentEncode.h"
+#include "base/plat/time.h"
 
 namespace receiver {
 
@@ -22,6 +24,7 @@ static const plat::LogSrc::Listed listed(log);
 
 namespace {
 
+constexpr int endingS = 30;                // that a receiver may take to end
 constexpr off_t maxSize = off_t{1} << 28;  // bytes; of more commands than anybody waits for
 
 std::string encoded(const std::string& text) {
@@ -55,8 +58,53 @@ uint64_t numberOf(const std::string& word) {
   return number;
 }
 
-plat::OwnedFd openJournal(const char* path, int flags = 0) {
-  return plat::OwnedFd(plat::fileOpenFd(path, O_RDWR | O_CREAT | O_APPEND | O_NOFOLLOW | flags));
+plat::OwnedFd openFile(const std::string& path, int flags = 0) {
+  return plat::OwnedFd(
+      plat::fileOpenFd(path.c_str(), O_RDWR | O_CREAT | O_APPEND | O_NOFOLLOW | flags));
+}
+
+bool lock(int fd) {
+  return flock(fd, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
+}
+
+// False once it has been replaced or removed.
+bool isFileOf(const std::string& path, int fd) {
+  struct stat named, opened;
+  return lstat(path.c_str(), &named) == 0 && fstat(fd, &opened) == 0 &&
+         named.st_dev == opened.st_dev && named.st_ino == opened.st_ino;
+}
+
+// One process at a time has a journal. Waits for that long, since one that ends has still to do
+// with its jobs and commands. Where the file system cannot lock it is up to whoever starts them.
+plat::OwnedFd openJournal(const std::string& path, int patienceS) {
+  const plat::Ticks deadline = plat::monotonicNow() + patienceS * plat::ticksPerSecond;
+  while (true) {
+    plat::OwnedFd file = openFile(path);
+    for (bool isFirst = true; !lock(file.get()); isFirst = false) {
+      if (plat::monotonicNow() >= deadline) {
+        throw plat::ExceptionFmt("another receiver has %s", path.c_str());
+      }
+      if (isFirst) log.error("waiting for the receiver that still has %s", path.c_str());
+      plat::sleep(100 * plat::ticksPerMs);
+    }
+    if (isFileOf(path, file.get())) return file;
+  }
+}
+
+// All lines or none. Throws plat::SystemException.
+void writeLines(int fd, const std::string& path, const std::string& lines, bool isUrgent) {
+  const off_t size = lseek(fd, 0, SEEK_END);
+  const auto fail = [&](const char* call, int error) {
+    if (ftruncate(fd, size) < 0) log.error("ftruncate(%s) failed", path.c_str());
+    throw plat::SystemExceptionFmt("%s(%s)", error, call, path.c_str());
+  };
+  for (size_t done = 0; done < lines.size();) {
+    const ssize_t n = write(fd, lines.data() + done, lines.size() - done);
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) fail("write", errno);
+    done += static_cast<size_t>(n);
+  }
+  if (isUrgent && fdatasync(fd) < 0) fail("fdatasync", errno);
 }
 
 struct Reader {
@@ -128,7 +176,7 @@ std::string journalLines(const TakenJob& job) {
   return lines + line("job", {job.description, job.identity});
 }
 
-Journal::Journal(const std::string& newPath) : path(newPath), file(openJournal(path.c_str())) {
+Journal::Journal(const std::string& newPath) : path(newPath), file(openJournal(path, endingS)) {
   struct stat status;
   if (fstat(file.get(), &status) < 0)
     throw plat::SystemExceptionFmt("fstat(%s)", errno, path.c_str());
@@ -148,13 +196,15 @@ Journal::Journal(const std::string& newPath) : path(newPath), file(openJournal(p
   if (lines == text) return;
   const std::string newName = path + ".new";
   unlink(newName.c_str());
-  file = openJournal(newName.c_str(), O_EXCL);
-  append(lines, true);
+  plat::OwnedFd newFile = openFile(newName, O_EXCL);
+  lock(newFile.get());
+  writeLines(newFile.get(), newName, lines, true);
   plat::fileRename(newName.c_str(), path.c_str());
+  file = std::move(newFile);  // whoever waits for the old one finds that it has been replaced
 }
 
 Journal::~Journal() {
-  if (taken.empty() && left.empty()) unlink(path.c_str());
+  if (taken.empty() && left.empty() && isFileOf(path, file.get())) unlink(path.c_str());
 }
 
 TakenJob& Journal::add(TakenJob job) {
@@ -201,27 +251,10 @@ void Journal::done(uint64_t number) {
   emptyIfNothingIsLeft();
 }
 
-// Somebody may have removed it, most likely with the documents that it was about.
-void Journal::openAgainIfRemoved() {
-  struct stat status;
-  if (fstat(file.get(), &status) == 0 && status.st_nlink == 0) file = openJournal(path.c_str());
-}
-
-// All lines or none.
 void Journal::append(const std::string& lines, bool isUrgent) {
-  openAgainIfRemoved();
-  const off_t size = lseek(file.get(), 0, SEEK_END);
-  const auto fail = [&](const char* call, int error) {
-    if (ftruncate(file.get(), size) < 0) log.error("ftruncate(%s) failed", path.c_str());
-    throw plat::SystemExceptionFmt("%s(%s)", error, call, path.c_str());
-  };
-  for (size_t done = 0; done < lines.size();) {
-    const ssize_t n = write(file.get(), lines.data() + done, lines.size() - done);
-    if (n < 0 && errno == EINTR) continue;
-    if (n < 0) fail("write", errno);
-    done += static_cast<size_t>(n);
-  }
-  if (isUrgent && fdatasync(file.get()) < 0) fail("fdatasync", errno);
+  // Somebody may have removed it, most likely with the documents that it was about.
+  if (!isFileOf(path, file.get())) file = openJournal(path, 0);
+  writeLines(file.get(), path, lines, isUrgent);
 }
 
 void Journal::emptyIfNothingIsLeft() {

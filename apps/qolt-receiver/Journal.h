@@ -42,17 +42,17 @@ std::string journalLines(const TakenJob& job);
 // is run for every document, whatever becomes of the process. From any thread.
 class Journal : private plat::NonCopyable {
  public:
-  // Reads what an earlier process has left. Throws plat::Exception.
+  // Reads what an earlier process has left; waits for one that is ending. Throws plat::Exception.
   explicit Journal(const std::string& newPath);
   // Removes a file in which nothing is left.
   ~Journal();
 
   // Has been taken over when this returns; the documents have numbers then. The reference is valid
-  // until finish(). Throws plat::SystemException, and nothing has changed.
+  // until finish(). Throws plat::Exception, and nothing has changed.
   TakenJob& add(TakenJob job);
   // The jobs that were not finished, in their order.
   std::vector<TakenJob*> jobs();
-  // Throws plat::SystemException.
+  // Throws plat::Exception.
   void move(Document& document, const std::string& newPath);
   // The documents have their names, and the job's files have gone. Returns the documents with
   // commands still to be run.
@@ -61,7 +61,6 @@ class Journal : private plat::NonCopyable {
   void done(uint64_t number);
 
  private:
-  void openAgainIfRemoved();
   void append(const std::string& lines, bool isUrgent);
   void emptyIfNothingIsLeft();
 

@@ -4,12 +4,13 @@ import os
 import shutil
 import time
 from contextlib import suppress
+from fcntl import LOCK_EX, LOCK_NB, flock
 from resource import RLIMIT_FSIZE
 from signal import SIGKILL, SIGTERM
 
 import pytest
 from pagefile import png_pixels
-from programs import RECEIVER, eventually, limit, lock, private_dir, run
+from programs import RECEIVER, Process, eventually, limit, lock, private_dir, run
 from raster import random_page, raster_stream
 from test_receiver import (  # noqa: F401
     assert_served, assert_vanish, command, contents, own, put, send)
@@ -151,6 +152,23 @@ def test_name_that_is_taken_in_the_meantime_is_left_alone(job, serve, output, is
     assert_vanish(job)
     assert contents(output) == (
         {"t-0.ps": b"mine"} if is_own else {"t-0.ps": b"other", "t-0_2.ps": b"mine"})
+
+
+def test_journal_that_a_receiver_still_has_is_waited_for(job, output):
+    """As one that is ending does, which then removes it."""
+    journal = output / f".qolt-{job.id}.journal"
+    journal.touch()
+    own(job, journal)
+    command = [RECEIVER, f"--name={job.id}", f"--output={output}", "--takeover=no", "--releaseheld=no"]
+    with open(journal) as held:
+        flock(held, LOCK_EX)
+        heir = Process(command, account=job.account)
+        heir.wait_for(f"waiting for the receiver that still has {journal}\n")
+        journal.unlink()
+    with heir:
+        assert_served(job, heir)
+        with open(journal) as held, pytest.raises(BlockingIOError):
+            flock(held, LOCK_EX | LOCK_NB)
 
 
 def test_output_folder_that_vanishes_gets_the_jobs_once_it_is_back(
