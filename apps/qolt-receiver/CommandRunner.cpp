@@ -98,7 +98,7 @@ void CommandRunner::childEnded() {
 }
 
 CommandRunner::Place CommandRunner::lookAfter(Place entry) {
-  int status = 0;
+  int status = -1;  // of one that has got away
   if (!entry->pid || waitpid(entry->pid, &status, WNOHANG) == 0) return std::next(entry);
   entry->pid = 0;
   const char* program = command.program().c_str();
