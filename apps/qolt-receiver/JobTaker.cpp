@@ -3,8 +3,8 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <cinttypes>
 #include <cstdio>
 #include <utility>
 
@@ -52,6 +52,29 @@ DescriptionFile parse(plat::FilePtr& file) {
   } catch (const plat::Exception& problem) {
     throw JobRefused(problem.message, false);
   }
+}
+
+// Whether it is being stored right now. One that is older may have been made so by the clock.
+bool isBeingStored(const char* document, plat::Ticks described) {
+  constexpr plat::Ticks fresh = 60 * plat::ticksPerSecond;
+  const plat::Ticks time = plat::fileGetTime(document), now = plat::now();
+  return time > described && time <= now && time > now - fresh;
+}
+
+// What has been read of a job that is being printed once more may be of both. The backend removes
+// the description before it makes pages, but after it has stored a document as a whole.
+void checkIsNotPrintedAgain(const DescriptionFile& job, const char* descriptionPath,
+                            const std::string& identity) {
+  bool isSame = plat::fileExists(descriptionPath);
+  if (isSame) {
+    const plat::FilePtr file = openJobFile(descriptionPath);
+    const plat::Ticks described = plat::fileGetTime(descriptionPath);
+    isSame = identityOf(fileno(file.get())) == identity &&
+             std::none_of(job.documents.begin(), job.documents.end(), [&](const auto& document) {
+               return isBeingStored(document.c_str(), described);
+             });
+  }
+  if (!isSame) throw plat::ExceptionFmt("%s is being printed once more", descriptionPath);
 }
 
 // What a failure has left of them is tried again. A document that is younger than the description
@@ -102,6 +125,7 @@ std::vector<Document> JobTaker::take(const char* descriptionPath) {
   TakenJob* added;
   try {
     writeParts(taken, job, jobId);
+    checkIsNotPrintedAgain(job, descriptionPath, identity);
     for (const TakenJob::Part& part : taken.parts) {
       bytes += plat::fileGetSize(output.pathOf(part.name).c_str());
     }

@@ -91,14 +91,27 @@ def test_jobs_of_the_backend_are_taken_one_after_another(job, server, output):
     assert_vanish(job)
 
 
-def test_document_of_a_job_that_is_being_printed_again_stays(job, server):
+def test_document_that_is_younger_than_its_job_stays(job, server):
     put(job, ".in", b"one")
     put(job, ".ini", job.description("PDF", ".in").encode())
-    later = os.stat(job.path(".ini")).st_mtime_ns + 10**6
+    later = os.stat(job.path(".ini")).st_mtime_ns + 10**11
     os.utime(job.path(".in"), ns=(later, later))
     send(job, job.message)
     server.wait_for("received ")
     assert eventually(lambda: job.files() == [".in"])
+
+
+def test_document_that_is_being_stored_again_is_waited_for(job, server, output):
+    put(job, ".in", b"one")
+    put(job, ".ini", job.description("PS", ".in", title="t").encode())
+    os.utime(job.path(".ini"), (1, 1))
+    send(job, job.message)
+    server.wait_for(f"{job.path('.ini')} is being printed once more\n")
+    put(job, ".in", b"one and two")
+    os.utime(job.path(".ini"))
+    server.wait_for(f"received {output}/t-0.ps\n")
+    assert contents(output) == {"t-0.ps": b"one and two"}
+    assert_vanish(job)
 
 
 # A viewer would show only the last.
