@@ -43,14 +43,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const size_t cut = input.number<size_t>(0, text.size() - 1);
   PLAT_ASSERT(receiver::parseJournal(text.substr(0, cut)).empty());
 
-  // Other work goes on from it: the name of a document, and its end.
-  std::string later = text + "moved 1 %41\n";
-  PLAT_ASSERT(receiver::parseJournal(later).front().parts[0].document.path == "A");
+  // Other work goes on from it, behind that of another job: the name of a document, and its end.
+  std::string later = "document 9 part path id title queue\njob d i\n" + text + "moved 1 %41\n";
+  PLAT_ASSERT(receiver::parseJournal(later).front().parts[0].document.path == "path");
+  PLAT_ASSERT(receiver::parseJournal(later).back().parts[0].document.path == "A");
   size_t commands = 0;
   for (const TakenJob::Part& part : job.parts) {
     commands += part.document.forCommand;
     later += "done " + std::to_string(part.document.number) + "\n";
   }
-  PLAT_ASSERT(receiver::parseJournal(later).empty() == (commands > 0));
+  PLAT_ASSERT(receiver::parseJournal(later).size() == (commands > 0 ? 1 : 2));
   return 0;
 }
