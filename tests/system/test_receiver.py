@@ -394,7 +394,8 @@ def test_closed_standard_streams_do_not_become_files_of_the_receiver(job, output
                  account=job.account) as server:
         assert eventually(lambda: os.path.exists(job.socket_path))
         streams = [os.readlink(f"/proc/{server.child.pid}/fd/{fd}") for fd in range(3)]
-        assert streams == ["/dev/null"] * 3
+        # An emulator may have the program itself open there.
+        assert set(streams) <= {"/dev/null", os.fspath(public(RECEIVER))}
 
 
 def test_without_a_scheduler_nothing_is_said_of_held_jobs(job, serve, output):
