@@ -63,18 +63,15 @@ bool isBeingStored(const char* document, plat::Ticks described) {
 
 // What has been read of a job that is being printed once more may be of both. The backend removes
 // the description before it makes pages, but after it has stored a document as a whole.
-void checkIsNotPrintedAgain(const DescriptionFile& job, const char* descriptionPath,
-                            const std::string& identity) {
-  bool isSame = plat::fileExists(descriptionPath);
-  if (isSame) {
-    const plat::FilePtr file = openJobFile(descriptionPath);
-    const plat::Ticks described = plat::fileGetTime(descriptionPath);
-    isSame = identityOf(fileno(file.get())) == identity &&
-             std::none_of(job.documents.begin(), job.documents.end(), [&](const auto& document) {
-               return isBeingStored(document.c_str(), described);
-             });
-  }
-  if (!isSame) throw plat::ExceptionFmt("%s is being printed once more", descriptionPath);
+bool isPrintedAgain(const DescriptionFile& job, const char* descriptionPath,
+                    const std::string& identity) {
+  if (!plat::fileExists(descriptionPath)) return true;
+  const plat::FilePtr file = openJobFile(descriptionPath);
+  if (identityOf(fileno(file.get())) != identity) return true;
+  const plat::Ticks described = plat::fileGetTime(descriptionPath);
+  return std::any_of(job.documents.begin(), job.documents.end(), [&](const std::string& document) {
+    return isBeingStored(document.c_str(), described);
+  });
 }
 
 // What a failure has left of them is tried again. A document that is younger than the description
@@ -125,7 +122,9 @@ std::vector<Document> JobTaker::take(const char* descriptionPath) {
   TakenJob* added;
   try {
     writeParts(taken, job, jobId);
-    checkIsNotPrintedAgain(job, descriptionPath, identity);
+    if (isPrintedAgain(job, descriptionPath, identity)) {
+      throw plat::ExceptionFmt("%s is being printed once more", descriptionPath);
+    }
     for (const TakenJob::Part& part : taken.parts) {
       bytes += plat::fileGetSize(output.pathOf(part.name).c_str());
     }

@@ -63,24 +63,27 @@ plat::OwnedFd openFile(const std::string& path, int flags = 0) {
       plat::fileOpenFd(path.c_str(), O_RDWR | O_CREAT | O_APPEND | O_NOFOLLOW | flags));
 }
 
-bool lock(int fd) {
+// True as well where the file system cannot lock: there it is up to whoever starts receivers.
+bool tryLock(int fd) {
   return flock(fd, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
 }
 
 // False once it has been replaced or removed.
 bool isFileOf(const std::string& path, int fd) {
-  struct stat named, opened;
-  return lstat(path.c_str(), &named) == 0 && fstat(fd, &opened) == 0 &&
-         named.st_dev == opened.st_dev && named.st_ino == opened.st_ino;
+  try {
+    return plat::fileIsSameAsFd(path.c_str(), fd);
+  } catch (const plat::SystemException&) {
+    return false;
+  }
 }
 
 // One process at a time has a journal. Waits for that long, since one that ends has still to do
-// with its jobs and commands. Where the file system cannot lock it is up to whoever starts them.
+// with its jobs and commands.
 plat::OwnedFd openJournal(const std::string& path, int patienceS) {
   const plat::Ticks deadline = plat::monotonicNow() + patienceS * plat::ticksPerSecond;
   while (true) {
     plat::OwnedFd file = openFile(path);
-    for (bool isFirst = true; !lock(file.get()); isFirst = false) {
+    for (bool isFirst = true; !tryLock(file.get()); isFirst = false) {
       if (plat::monotonicNow() >= deadline) {
         throw plat::ExceptionFmt("another receiver has %s", path.c_str());
       }
@@ -197,7 +200,7 @@ Journal::Journal(const std::string& newPath) : path(newPath), file(openJournal(p
   const std::string newName = path + ".new";
   unlink(newName.c_str());
   plat::OwnedFd newFile = openFile(newName, O_EXCL);
-  lock(newFile.get());
+  tryLock(newFile.get());
   writeLines(newFile.get(), newName, lines, true);
   plat::fileRename(newName.c_str(), path.c_str());
   file = std::move(newFile);  // whoever waits for the old one finds that it has been replaced

@@ -32,21 +32,31 @@ plat::OwnedFd openFolder(const char* path) {
 
 constexpr char partSuffix[] = ".part";
 
-// Takes the name with an empty file first, which stays if the process is killed then. Returns 0 or
-// the error.
-int replaceOwn(const char* from, const char* to) {
-  const plat::OwnedFd own(open(to, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-  if (own.get() < 0) return errno;
-  if (rename(from, to) == 0) return 0;
-  const int error = errno;
-  unlink(to);
-  return error;
-}
-
 bool areOneFile(const char* path, const char* other) {
   struct stat status, otherStatus;
   return lstat(path, &status) == 0 && lstat(other, &otherStatus) == 0 &&
          status.st_dev == otherStatus.st_dev && status.st_ino == otherStatus.st_ino;
+}
+
+// Returns 0 or the error.
+int renameWithoutReplacing(const char* from, const char* to) {
+  if (renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return 0;
+  // Not every file system can do that,
+  if (errno != EINVAL) return errno;
+  if (link(from, to) == 0) {
+    plat::fileRemove(from);
+    return 0;
+  }
+  // and some of those cannot link. An empty file takes the name then, and is replaced; closed, as
+  // the host of a shared folder may want it.
+  if (errno != EPERM && errno != EOPNOTSUPP && errno != ENOSYS) return errno;
+  const int own = open(to, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+  if (own < 0) return errno;
+  close(own);
+  if (rename(from, to) == 0) return 0;
+  const int error = errno;
+  unlink(to);
+  return error;
 }
 
 }  // namespace
@@ -135,19 +145,12 @@ std::string OutputFolder::freePathLike(const std::string& takenPath) const {
 
 bool OutputFolder::publish(const std::string& part, const std::string& newPath) {
   const std::string oldPath = pathOf(part);
-  const char *from = oldPath.c_str(), *to = newPath.c_str();
-  if (renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return true;
-  // Not every file system can rename without replacing, and some of those cannot link.
-  int error = errno;
-  if (error == EINVAL) error = link(from, to) == 0 ? 0 : errno;
-  if (error == EPERM || error == EOPNOTSUPP || error == ENOSYS) {
-    error = replaceOwn(from, to);
-    if (error == 0) return true;
-  }
+  const int error = renameWithoutReplacing(oldPath.c_str(), newPath.c_str());
+  if (error == 0) return true;
+  if (error != EEXIST) throw plat::SystemExceptionFmt("rename(%s)", error, newPath.c_str());
   // Linked by a process that was killed then, or by a file server that was asked twice.
-  if (error == EEXIST && !areOneFile(from, to)) return false;
-  if (error != 0 && error != EEXIST) throw plat::SystemExceptionFmt("rename(%s)", error, to);
-  plat::fileRemove(from);
+  if (!areOneFile(oldPath.c_str(), newPath.c_str())) return false;
+  plat::fileRemove(oldPath.c_str());
   return true;
 }
 

@@ -15,10 +15,11 @@ const std::string prefix = "/tmp/qolt-" + std::to_string(getpid());
 const std::string page = prefix + "-0.zrle", description = prefix + ".ini";
 bool isPrintedAgain;
 
-void describe(const char* title) {
-  test::writeFile(description, std::string("[Document]\nName=") + title +
-                                   "\n[Device]\nDeviceName=q\n[ZRLE]\nCount=1\nFile0=" + page +
-                                   "\n");
+void putJob(const char* text) {
+  test::writeFile(page, text);
+  test::writeFile(
+      description,
+      "[Document]\nName=page\n[Device]\nDeviceName=q\n[ZRLE]\nCount=1\nFile0=" + page + "\n");
 }
 
 void join(const std::vector<std::string>& pages, const std::string& title, FILE* document) {
@@ -33,16 +34,14 @@ TEST(JobTaker, jobThatIsPrintedAgainWhileItIsReadIsTakenOnceAndWhole) {
   const test::ScratchFolder folder;
   receiver::Journal journal(folder / ".journal");
   JobTaker taker(receiver::OutputFolder(folder.path().c_str(), "q"), journal, join, true);
-  test::writeFile(page, " of the first");
-  describe("page");
+  putJob(" of the first");
   isPrintedAgain = true;
   EXPECT_EQ(fakes::thrownBy([&] { taker.take(description.c_str()); }),
             ": " + description + " is being printed once more");
   EXPECT_TRUE(journal.jobs().empty());
 
   isPrintedAgain = false;
-  test::writeFile(page, " of the second");
-  describe("page");
+  putJob(" of the second");
   const std::vector<receiver::Document> documents = taker.take(description.c_str());
   ASSERT_EQ(documents.size(), 1u);
   EXPECT_EQ(documents[0].path, folder / "page-0.pdf");

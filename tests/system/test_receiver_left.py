@@ -4,7 +4,7 @@ import os
 import shutil
 import time
 from contextlib import suppress
-from fcntl import LOCK_EX, LOCK_NB, flock
+from fcntl import LOCK_EX, LOCK_NB, LOCK_UN, flock
 from resource import RLIMIT_FSIZE
 from signal import SIGKILL, SIGTERM
 
@@ -162,13 +162,13 @@ def test_journal_that_a_receiver_still_has_is_waited_for(job, output):
     command = [RECEIVER, f"--name={job.id}", f"--output={output}", "--takeover=no", "--releaseheld=no"]
     with open(journal) as held:
         flock(held, LOCK_EX)
-        heir = Process(command, account=job.account)
-        heir.wait_for(f"waiting for the receiver that still has {journal}\n")
-        journal.unlink()
-    with heir:
-        assert_served(job, heir)
-        with open(journal) as held, pytest.raises(BlockingIOError):
-            flock(held, LOCK_EX | LOCK_NB)
+        with Process(command, account=job.account) as heir:
+            heir.wait_for(f"waiting for the receiver that still has {journal}\n")
+            journal.unlink()
+            flock(held, LOCK_UN)
+            assert_served(job, heir)
+            with open(journal) as its, pytest.raises(BlockingIOError):
+                flock(its, LOCK_EX | LOCK_NB)
 
 
 def test_output_folder_that_vanishes_gets_the_jobs_once_it_is_back(
