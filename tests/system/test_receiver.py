@@ -87,8 +87,8 @@ def test_jobs_of_the_backend_are_taken_one_after_another(job, server, output):
     for format, name, text in jobs:
         assert job.run(format, input=text).status == 0
         server.wait_for(f"received {output / name}\n")
+        assert_vanish(job)
     assert contents(output) == {name: text for _, name, text in jobs}
-    assert_vanish(job)
 
 
 def test_document_that_is_younger_than_its_job_stays(job, server):
@@ -363,10 +363,13 @@ def test_what_has_no_pages_or_is_broken_is_given_to_no_command(job, serve, outpu
     server = serve("--Command=program", env=path)
     send_pages(job)
     server.wait_for(f"warning: job {job.id} has no pages\n")
+    assert_vanish(job)
     assert job.run("PDF", input=b"").status == 0
     server.wait_for(f"warning: {job.path('.in')} is empty\n")
+    assert_vanish(job)
     send_pages(job, PAGE[:40], EMPTY_PAGE)
     server.wait_for("received " + str(output / "t-1.zrle"))
+    assert_vanish(job)
     send_pages(job, PAGE)
     assert eventually(lambda: calls.exists() and calls.read_text())
     assert calls.read_text() == f"{output / 't-0.png'}\n"
